@@ -1,0 +1,95 @@
+#pragma once
+
+// One connection to the sound server, shared by all devices, with the library's event thread behind it. Serves
+// PulseAudio, and PipeWire through its PulseAudio service.
+//
+//   Threads  everything under the lock of the event thread (Lock), which the call-backs of clients and timers hold
+//            already. Made and destroyed by one thread, without the lock.
+//   Errors   without a server nothing is connected, and as long as there are clients it is tried again every
+//            kRetryMs; clients are told of every change.
+
+#include <pulse/pulseaudio.h>
+
+#include <functional>
+#include <vector>
+
+namespace kiv {
+
+class PulseServer {
+ public:
+  static constexpr int kRetryMs = 250;
+  static constexpr int kConnectLimitMs = 900;
+
+  // Told on the event thread.
+  class Client {
+   public:
+    virtual ~Client() = default;
+    virtual void OnConnected() = 0;
+    // The connection and every stream of it are dead.
+    virtual void OnLost() = 0;
+  };
+
+  class Lock {
+   public:
+    explicit Lock(PulseServer& server) noexcept : loop_(server.loop_) { pa_threaded_mainloop_lock(loop_); }
+    ~Lock() { pa_threaded_mainloop_unlock(loop_); }
+    Lock(const Lock&) = delete;
+    Lock& operator=(const Lock&) = delete;
+
+   private:
+    pa_threaded_mainloop* loop_;
+  };
+
+  // A timer of the event thread that fires once for each setting; by the monotonic clock.
+  class Timer {
+   public:
+    Timer(PulseServer& server, std::function<void()> fire) : server_(server), fire_(std::move(fire)) {}
+    ~Timer() { Cancel(); }
+    Timer(const Timer&) = delete;
+    Timer& operator=(const Timer&) = delete;
+
+    void Set(int afterMs);
+    void Cancel();
+    bool IsSet() const noexcept { return event_ != nullptr; }
+
+   private:
+    PulseServer& server_;
+    std::function<void()> fire_;
+    pa_time_event* event_ = nullptr;
+  };
+
+  PulseServer();
+  ~PulseServer();
+  PulseServer(const PulseServer&) = delete;
+  PulseServer& operator=(const PulseServer&) = delete;
+
+  void Add(Client& client);
+  void Remove(Client& client);
+
+  // Not on the event thread. True when connected, at the latest after kConnectLimitMs.
+  bool Connect();
+
+  // The connection; null unless it stands.
+  pa_context* Context() const noexcept { return ready_ ? context_ : nullptr; }
+
+  // Not on the event thread: lets it run until done answers true, or the time is up (false).
+  bool WaitUntil(const std::function<bool()>& done, int limitMs);
+  // Lets waiting threads look again.
+  void Signal() { pa_threaded_mainloop_signal(loop_, 0); }
+
+ private:
+  void BeginConnecting();
+  void DropContext();
+  void OnContextState();
+
+  pa_threaded_mainloop* loop_;
+  pa_mainloop_api* api_;
+  pa_context* timers_;  // Never connected: carries the timers, which the library ties to a context.
+  pa_context* context_ = nullptr;
+  bool ready_ = false;
+  bool dead_ = false;  // The context has failed and waits to be dropped.
+  std::vector<Client*> clients_;
+  Timer retry_;
+};
+
+}  // namespace kiv
