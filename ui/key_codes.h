@@ -1,0 +1,26 @@
+#pragma once
+
+// Virtual key codes of the function keys. The numbers are the system's own (F5 is 96), whatever the keyboard sends.
+
+#include <qnamespace.h>
+
+namespace kiv {
+
+inline constexpr int kVirtualKeyF5 = 96;
+inline constexpr int kVirtualKeyF7 = 98;
+inline constexpr int kVirtualKeyF8 = 100;
+// The character that comes with every function key.
+inline constexpr int kFunctionKeyCharacter = 0x10;
+
+// In the order F1 to F12.
+inline constexpr int kFunctionKeyCodes[] = {122, 120, 99, 118, 96, 97, 98, 100, 101, 109, 103, 111};
+
+// The virtual key code of one of the toolkit's keys; -1 for every key but F1 to F12.
+constexpr int FunctionKeyCode(int toolkitKey) {
+  return toolkitKey >= Qt::Key_F1 && toolkitKey <= Qt::Key_F12 ? kFunctionKeyCodes[toolkitKey - Qt::Key_F1] : -1;
+}
+
+static_assert(FunctionKeyCode(Qt::Key_F5) == kVirtualKeyF5 && FunctionKeyCode(Qt::Key_F7) == kVirtualKeyF7);
+static_assert(FunctionKeyCode(Qt::Key_F8) == kVirtualKeyF8 && FunctionKeyCode(Qt::Key_A) == -1);
+
+}  // namespace kiv
