@@ -1,0 +1,120 @@
+#include "tests/tools/kiv-gallery/screenshots.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QMessageBox>
+#include <QPixmap>
+#include <QTimer>
+#include <QWidget>
+
+#include "tests/tools/kiv-gallery/gallery_frame.h"
+#include "ui/help.h"
+#include "ui/message_box.h"
+#include "ui/progress_dialog.h"
+#include "ui/text_edit_dialog.h"
+#include "ui/toolkit_window.h"
+#include "ui/window.h"
+
+namespace kiv {
+namespace {
+
+class Camera {
+ public:
+  Camera(QString folder, QString suffix) : folder_(std::move(folder)), suffix_(std::move(suffix)) {}
+
+  void Take(QWidget* widget, const char* name) {
+    // Layouts and the focus settle first.
+    for (int i = 0; i < 3; ++i) QApplication::processEvents();
+    const QString path = QString("%1/%2-%3.png").arg(folder_, name, suffix_);
+    if (widget == nullptr || !widget->grab().save(path)) {
+      qWarning("cannot write %s", qUtf8Printable(path));
+      good_ = false;
+    }
+  }
+  void Take(WindowRef window, const char* name) { Take(WidgetOf(window), name); }
+  bool Good() const { return good_; }
+
+ private:
+  QString folder_;
+  QString suffix_;
+  bool good_ = true;
+};
+
+class StillProgress : public LProgressDialog {
+ public:
+  explicit StillProgress(Camera& camera) : LProgressDialog("Extracting Files"), camera_(camera) {}
+  int MainFunction() override {
+    SetStatus("Uncompress System Prompts", 0);
+    SetStatus("Please wait...", 1);
+    SetProgress(0.42);
+    IsToStop();
+    camera_.Take(Window(), "progress");
+    return 1;
+  }
+
+ private:
+  Camera& camera_;
+};
+
+}  // namespace
+
+bool TakeScreenshots(const QString& folder, const QString& suffix) {
+  if (!QDir().mkpath(folder)) return false;
+  Camera camera(folder, suffix);
+
+  GalleryFrame frame;
+  frame.SetStill(true);
+  frame.MakeWindow();
+  ShowWindow(frame.Window());
+  camera.Take(frame.Window(), "main-idle");
+  frame.SetMode(GalleryFrame::kRecording);
+  camera.Take(frame.Window(), "main-recording");
+  frame.SetMode(GalleryFrame::kOnHold);
+  camera.Take(frame.Window(), "main-on-hold");
+
+  char entry[260] = "1203";
+  LTextEditDlg text(entry, "Enter file number");
+  QTimer::singleShot(0, qApp, [&] {
+    camera.Take(text.Window(), "text-entry");
+    text.Close();
+  });
+  text.Open(frame.Window());
+  StillProgress(camera).Open(frame.Window());
+
+  const WindowRef preferences = CreateWindowFromInterface("Preferences");
+  {
+    GalleryPreferences filler;
+    filler.Fill(preferences);
+    ShowWindow(preferences);
+    const char* const pages[] = {"preferences-call", "preferences-prompts", "preferences-on-hold",
+                                 "preferences-recordings", "preferences-sound"};
+    for (int page = 0; page < 5; ++page) {
+      SetControlValue(GetControlByID(preferences, 80), page + 1);
+      camera.Take(preferences, pages[page]);
+    }
+  }
+  DisposeWindow(preferences);
+
+  QTimer::singleShot(0, qApp, [&] {
+    camera.Take(QApplication::activeModalWidget(), "message");
+    qobject_cast<QMessageBox*>(QApplication::activeModalWidget())->accept();
+  });
+  LMacMessageBox("Error",
+                 "The folder you want to copy files to must be specified if you select the Copy to Folder option.",
+                 kAlertStopAlert);
+  QTimer::singleShot(0, qApp, [&] {
+    camera.Take(QApplication::activeModalWidget(), "about");
+    qobject_cast<QMessageBox*>(QApplication::activeModalWidget())->accept();
+  });
+  ShowAboutBox();
+
+  ShowHelpStart();
+  for (QWidget* window : QApplication::topLevelWidgets()) {
+    if (window->isVisible() && window->windowTitle() == "Kiv Recorder Help") camera.Take(window, "help");
+  }
+  CloseHelp();
+  frame.EndWindow();
+  return camera.Good();
+}
+
+}  // namespace kiv

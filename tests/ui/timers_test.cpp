@@ -1,0 +1,120 @@
+#include "ui/timers.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <vector>
+
+namespace {
+
+class Owner : public LTimers {
+ public:
+  std::vector<int> fired;
+  int again = 0;
+  void EvTimer(int id) override {
+    fired.push_back(id);
+    if (again > 0 && --again >= 0) TimerSet(id, 0);
+  }
+};
+
+int Pending() {
+  int count = 0;
+  for (LListIterator<LTimers::TimerListItem> it(LTimers::lTimers); it; ++it) ++count;
+  return count;
+}
+
+void Fire(LTimers::TimerListItem* item) {
+  LTimers::TimerAction(item->timer, item);
+}
+
+TEST(Timers, SetTwiceLeavesOnePending) {
+  Owner owner;
+  owner.TimerSet(1, 500);
+  owner.TimerSet(1, 500);
+  EXPECT_EQ(Pending(), 1);
+}
+
+TEST(Timers, NewestStandsFirst) {
+  Owner owner;
+  owner.TimerSet(1, 500);
+  owner.TimerSet(2, 500);
+  ASSERT_NE(LTimers::lTimers.head, nullptr);
+  EXPECT_EQ(LTimers::lTimers.head->id, 2);
+  EXPECT_EQ(LTimers::lTimers.head->next->id, 1);
+}
+
+TEST(Timers, TwoObjectsUseTheSameIdIndependently) {
+  Owner a;
+  Owner b;
+  a.TimerSet(1, 500);
+  b.TimerSet(1, 500);
+  a.TimerReset(1);
+  ASSERT_EQ(Pending(), 1);
+  EXPECT_EQ(LTimers::lTimers.head->owner, &b);
+}
+
+TEST(Timers, ResetOfAnIdleTimerDoesNothing) {
+  Owner owner;
+  owner.TimerSet(1, 500);
+  owner.TimerReset(2);
+  EXPECT_EQ(Pending(), 1);
+}
+
+TEST(Timers, FiringCallsTheOwnerOnceAndMakesTheTimerIdle) {
+  Owner owner;
+  owner.TimerSet(7, 500);
+  LTimers::TimerListItem* item = LTimers::lTimers.head;
+  EventLoopTimerRef timer = item->timer;
+  Fire(item);
+  EXPECT_EQ(owner.fired, std::vector<int>{7});
+  EXPECT_EQ(Pending(), 0);
+  kiv::RemoveEventLoopTimer(timer);  // Fired by hand, so it has not gone by itself.
+}
+
+TEST(Timers, ItemResetAfterItsFiringWasQueuedDoesNothing) {
+  Owner owner;
+  owner.TimerSet(1, 500);
+  LTimers::TimerListItem* stale = LTimers::lTimers.head;
+  owner.TimerReset(1);
+  LTimers::TimerAction(nullptr, stale);
+  EXPECT_TRUE(owner.fired.empty());
+}
+
+TEST(Timers, SettingAnewInEvTimerRepeats) {
+  Owner owner;
+  owner.again = 3;
+  owner.TimerSet(1, 0);
+  for (int turn = 0; turn < 1000 && owner.fired.size() < 4; ++turn) {
+    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  }
+  EXPECT_EQ(owner.fired, (std::vector<int>{1, 1, 1, 1}));
+  EXPECT_EQ(Pending(), 0);
+}
+
+TEST(Timers, FireInTheOrderOfTheirTimes) {
+  Owner owner;
+  owner.TimerSet(1, 20);
+  owner.TimerSet(2, 0);
+  owner.TimerSet(3, 10);
+  owner.TimerSet(4, -5);
+  while (owner.fired.size() < 4) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  EXPECT_EQ(owner.fired[2], 3);
+  EXPECT_EQ(owner.fired[3], 1);
+}
+
+TEST(Timers, DestructorCancelsEveryTimerOfItsObjectOnly) {
+  Owner other;
+  other.TimerSet(9, 500);
+  {
+    Owner owner;
+    owner.TimerSet(1, 0);
+    owner.TimerSet(2, 0);
+    EXPECT_EQ(Pending(), 3);
+  }
+  ASSERT_EQ(Pending(), 1);
+  EXPECT_EQ(LTimers::lTimers.head->owner, &other);
+  QCoreApplication::processEvents();
+  EXPECT_TRUE(other.fired.empty());
+}
+
+}  // namespace
