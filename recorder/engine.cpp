@@ -10,14 +10,12 @@
 #include <string>
 #include <utility>
 
-#include "audio/processing/compressor.h"
-#include "audio/processing/gain.h"
-#include "audio/processing/high_pass.h"
 #include "audio/wave_file.h"
 #include "foundation/file.h"
 #include "foundation/wall_clock.h"
 #include "recorder/activity_log.h"
 #include "recorder/engine_events.h"
+#include "recorder/prompt_chain.h"
 #include "recorder/setting_keys.h"
 #include "recorder/settings.h"
 
@@ -30,19 +28,9 @@ constexpr LSoundTime kShortestToneInterval = 3000;
 constexpr std::int32_t kRecordingRateHz = 8000;
 constexpr std::uint64_t kLowDiskBytes = 200'000'000;
 
-// Of the prompts' compressor: 2/3 dB less for each dB above the threshold, per 50 ms, at any level above it.
-constexpr double kCompressorBase = 0.9261187281287935;
-constexpr LSoundTime kCompressorBlock = 50;
-constexpr LDB kCompressorKnee = 127;
-
 LSoundTime ToneInterval() {
   if (!kiv::GetSetting(kiv::kRecordTone)) return kNever;
   return std::max<std::int32_t>(kiv::GetSetting(kiv::kRecordToneInterval), kShortestToneInterval);
-}
-
-void PathOfPrompt(char (&path)[kiv::kTextSize], char const* name) {
-  tstrmcpy(path, gSettings.dataFolder);
-  LFile::_FilePathCat(path, name, ".wav");
 }
 
 // The name of a recording that starts at that time, and the path that goes with it.
@@ -73,19 +61,6 @@ void NameFreeRecording(char const* fileNumber, char (&name)[kiv::kTextSize], cha
 bool IsDiskLow(char const* folder) {
   struct statvfs status {};
   return statvfs(folder, &status) == 0 && std::uint64_t{status.f_bavail} * status.f_frsize < kLowDiskBytes;
-}
-
-// The stages that the settings ask for, around a prompt.
-LSoundSource WithStages(LSoundSource source) {
-  const std::int32_t cutOffHz = kiv::GetSetting(kiv::kAudioHighPass);
-  if (cutOffHz > 20) source = LSPHighPass(cutOffHz).OpenSource(source);
-  const LDB threshold = kiv::GetSetting(kiv::kAudioCompressorThreshold);
-  if (threshold < -2) {
-    source = LSPCompressor(threshold, kCompressorBase, kCompressorBlock, kCompressorKnee).OpenSource(source);
-  }
-  const LDB gain = kiv::GetSetting(kiv::kAudioGain);
-  if (gain < -1 || gain > 1) source = LSPGain(gain).OpenSource(source);
-  return source;
 }
 
 }  // namespace
@@ -196,13 +171,9 @@ void LKivEngine::EndCall(char const* reason) {
 void LKivEngine::SndPlay(char const* name, SndStateType state) {
   if (state != SndStateType::Recording) SndStop();
   char path[kiv::kTextSize];
-  PathOfPrompt(path, name);
-  LSoundSource source = LWaveFile::OpenSource(path);
-  if (source->Error() != kSourceGood) {
-    LogFile("Error: File Missing: ", path);
-    return SndDisconnect();
-  }
-  source = WithStages(source);
+  kiv::PathOfPrompt(path, name);
+  LSoundSource source = kiv::OpenPrompt(path);
+  if (source->Error() != kSourceGood) return SndDisconnect();
   state_ = state;
   player_.Start(source);
 }
