@@ -20,22 +20,27 @@ EventQueue& EventQueue::Main() {
   return *queue;
 }
 
-void EventQueue::SetWake(bool wake) {
-  if (wake == awake_) return;
-  awake_ = wake;
-  std::uint64_t count = 1;
-  if (wake) {
-    [[maybe_unused]] const auto written = write(wakeDescriptor_, &count, sizeof count);
-  } else {
-    [[maybe_unused]] const auto got = read(wakeDescriptor_, &count, sizeof count);
-  }
+void EventQueue::Wake() {
+  const std::uint64_t count = 1;
+  [[maybe_unused]] const auto written = write(wakeDescriptor_, &count, sizeof count);
+}
+
+void EventQueue::EndWakeLocked() {
+  awake_ = false;
+  std::uint64_t count = 0;
+  [[maybe_unused]] const auto got = read(wakeDescriptor_, &count, sizeof count);
 }
 
 void EventQueue::Post(Event event) {
-  const std::lock_guard lock(mutex_);
-  events_.push_back(std::move(event));
-  ++posted_;
-  SetWake(true);
+  bool wake = false;
+  {
+    const std::lock_guard lock(mutex_);
+    events_.push_back(std::move(event));
+    ++posted_;
+    wake = !std::exchange(awake_, true);
+  }
+  // Not under the mutex, for which the main thread, just woken, would have to wait.
+  if (wake) Wake();
 }
 
 bool EventQueue::IsEmpty() const {
@@ -45,6 +50,8 @@ bool EventQueue::IsEmpty() const {
 
 std::size_t EventQueue::Drain() {
   std::unique_lock lock(mutex_);
+  // The wake-up for an event that had already been taken when it came.
+  if (events_.empty()) EndWakeLocked();
   const std::uint64_t last = posted_;
   std::size_t count = 0;
   // A nested Drain may take events that this one counted on, hence numbers instead of a count.
@@ -54,7 +61,7 @@ std::size_t EventQueue::Drain() {
     ++taken_;
     ++count;
     // Before the handler runs: a loop that it may enter sees whether there is more.
-    SetWake(!events_.empty());
+    if (events_.empty()) EndWakeLocked();
     lock.unlock();
     Dispatch(event);
     lock.lock();

@@ -6,7 +6,8 @@
 //            class and kind are asked latest installed first, until one accepts.
 //   Threads  Post, IsEmpty, NewIdentity: any. Install, Remove, Drain: main.
 //   Wake-up  WakeDescriptor is readable whenever the queue is not empty; the toolkit's loop watches it and calls
-//            Drain. Tests call Drain by hand.
+//            Drain. Now and then it is readable although there is nothing: then Drain finds nothing. Tests call Drain
+//            by hand.
 //   Nesting  an event is off the queue before its handler runs, so a handler may Drain (by running a dialog, say),
 //            post, install and remove handlers, also its own.
 //   Locks    none is held while a handler runs.
@@ -104,13 +105,15 @@ class EventQueue {
   };
 
   void Dispatch(const Event& event);
-  void SetWake(bool wake);
+  // Makes the wake descriptor readable, and, under the mutex, no longer.
+  void Wake();
+  void EndWakeLocked();
 
-  mutable std::mutex mutex_;  // Guards events_, the two numbers and the state of the wake descriptor.
+  mutable std::mutex mutex_;  // Guards events_, the two numbers and awake_.
   std::deque<Event> events_;
   std::uint64_t taken_ = 0;
   std::uint64_t posted_ = 0;
-  bool awake_ = false;
+  bool awake_ = false;  // Whoever set it has made the wake descriptor readable, or is about to.
   int wakeDescriptor_;
   // Main thread only; latest last. Shared so that one stays alive while it runs.
   std::vector<std::shared_ptr<Installed>> handlers_;

@@ -1,6 +1,7 @@
 #include "foundation/event_queue.h"
 
 #include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <memory>
@@ -159,6 +160,23 @@ TEST(EventQueue, DescriptorIsReadableExactlyWhileSomethingWaits) {
   EXPECT_TRUE(IsReadable(queue.WakeDescriptor()));
   queue.Drain();
   EXPECT_FALSE(IsReadable(queue.WakeDescriptor()));
+}
+
+// A thread that posts makes the descriptor readable after its event can be seen, and so perhaps taken.
+TEST(EventQueue, WakeUpThatComesAfterItsEventWasTakenIsForgotten) {
+  EventQueue queue;
+  int seen = 0;
+  queue.Install(kClass, kKind, [&](const Event&) { return ++seen > 0; });
+  queue.Post(Number(1));
+  EXPECT_EQ(queue.Drain(), 1U);
+  const std::uint64_t late = 1;
+  ASSERT_EQ(write(queue.WakeDescriptor(), &late, sizeof late), static_cast<ssize_t>(sizeof late));
+  EXPECT_EQ(queue.Drain(), 0U);
+  EXPECT_FALSE(IsReadable(queue.WakeDescriptor()));
+  queue.Post(Number(2));
+  EXPECT_TRUE(IsReadable(queue.WakeDescriptor()));
+  EXPECT_EQ(queue.Drain(), 1U);
+  EXPECT_EQ(seen, 2);
 }
 
 TEST(EventQueue, EveryThreadKeepsItsOwnOrder) {
