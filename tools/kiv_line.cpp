@@ -60,10 +60,10 @@ class EndSignals {
   EndSignals(const EndSignals&) = delete;
   EndSignals& operator=(const EndSignals&) = delete;
 
-  // Waits until the main queue has something to do; true when a signal has come.
-  bool Wait() const {
+  // Waits until the main queue has something to do, at most so many ms (-1: no limit); true when a signal has come.
+  bool Wait(int limitMs) const {
     pollfd wake[] = {{kiv::EventQueue::Main().WakeDescriptor(), POLLIN, 0}, {descriptor_, POLLIN, 0}};
-    poll(wake, 2, -1);
+    poll(wake, 2, limitMs);
     return (wake[1].revents & POLLIN) != 0;
   }
 
@@ -95,10 +95,19 @@ class SoundSystem {
     }
     kiv::SimulatedLine::Options line;
     line.speed = options.speed;
+    line.lockStep = lockStep_ = options.lockStep;
     line_ = std::make_unique<kiv::SimulatedLine>(line, std::move(signal));
     kiv::services.soundInput = &line_->Input();
     kiv::services.soundOutput = &line_->Output();
     return true;
+  }
+
+  // Lets the next thing happen and tells it; false when there is nothing more to wait for, or a signal has come.
+  bool Turn(const EndSignals& signals) {
+    if (lockStep_) return line_->Step() && !signals.Wait(0);
+    const bool stopped = signals.Wait(-1);
+    kiv::EventQueue::Main().Drain();
+    return !stopped;
   }
 
  private:
@@ -106,6 +115,7 @@ class SoundSystem {
   std::unique_ptr<kiv::PulseInput> input_;
   std::unique_ptr<kiv::PulseOutput> output_;
   std::unique_ptr<kiv::SimulatedLine> line_;
+  bool lockStep_ = false;
 };
 
 // Recorder and player, and what they tell.
@@ -116,15 +126,12 @@ class Session : public LSoundRecorderNotify, public LSoundPlayerNotify {
     player_.SetNotify(this, 0);
   }
 
-  int Run(const EndSignals& signals) {
+  int Run(SoundSystem& system, const EndSignals& signals) {
     if (!OpenFiles()) return kFailed;
     if (Records() && !recorder_.Start(sink_, RecordLimit(), options_.thresholdDB, options_.pauseMs))
       return Fail("the sound input cannot be opened");
     if (Plays() && !player_.Start(source_)) return Fail(options_.playPath + ": cannot be played");
-    bool stopped = false;
-    while (!stopped && !HasEnded()) {
-      stopped = signals.Wait();
-      kiv::EventQueue::Main().Drain();
+    while (!HasEnded() && system.Turn(signals)) {
     }
     player_.Stop();
     recorder_.Stop();
@@ -254,5 +261,5 @@ int main(int argc, char** argv) {
   SoundSystem system;
   if (!system.Open(*options)) return kFailed;
   Session session(*options);
-  return session.Run(signals);
+  return session.Run(system, signals);
 }

@@ -33,7 +33,8 @@ constexpr char kUsage[] =
     "                     (10)\n"
     "  --simulate[=FILE]  use a simulated line instead of the sound server; on it there is\n"
     "                     speech, or FILE again and again\n"
-    "  --speed N          seconds of the simulated line in a second, 0.1 to 1000 (1)\n"
+    "  --speed N          seconds of the simulated line in a second, 0.1 to 1000 (1); or max:\n"
+    "                     as fast as it goes, and every time in the same way\n"
     "  --help             show this text\n"
     "  --version          show the version\n"
     "\n"
@@ -112,6 +113,8 @@ bool Take(int which, const char* text, LineOptions& options) {
       options.signalPath = text != nullptr ? text : "";
       return text == nullptr || *text != '\0';
     case kSpeed:
+      options.lockStep = std::string_view(text) == "max";
+      if (options.lockStep) return true;
       if ((number = Number(text, 0.1, 1000))) options.speed = *number;
       break;
     default:

@@ -20,6 +20,7 @@ struct LineOptions {
   bool simulate = false;
   std::string signalPath;  // Empty: speech that the line makes up.
   double speed = 1.0;
+  bool lockStep = false;  // As fast as it goes.
 };
 
 // What the arguments ask for; or nothing, when the program has said what was to be said (help, version, a mistake)

@@ -134,7 +134,7 @@ class PulseInputDevice final : public SoundInputDevice, private PulseServer::Cli
     pa_stream_set_state_callback(
         stream_, [](pa_stream*, void* self) { Self(self).OnStreamState(); }, this);
     pa_stream_set_read_callback(
-        stream_, [](pa_stream*, std::size_t, void* self) { Self(self).OnReadable(); }, this);
+        stream_, [](pa_stream*, std::size_t bytes, void* self) { Self(self).OnReadable(bytes); }, this);
     pa_stream_set_moved_callback(
         stream_, [](pa_stream*, void* self) { Self(self).OnMoved(); }, this);
     pa_stream_set_suspended_callback(
@@ -181,16 +181,18 @@ class PulseInputDevice final : public SoundInputDevice, private PulseServer::Cli
     if (device != nullptr) AskForName(device);
   }
 
-  void OnReadable() {
+  // So many bytes have arrived.
+  void OnReadable(std::size_t bytes) {
     const pa_usec_t now = pa_rtclock_now();
-    while (stream_ != nullptr) {
+    if (interrupted_) FillGap(now, bytes);
+    while (bytes > 0) {
       void const* data = nullptr;
       std::size_t size = 0;
       if (pa_stream_peek(stream_, &data, &size) < 0 || size == 0) break;
-      if (interrupted_) FillGap(now, pa_stream_readable_size(stream_));
       Push(data, size);  // Without data it is a hole that the server tells of: silence.
       pa_stream_drop(stream_);
       everRead_ = true;
+      bytes -= std::min(bytes, size);
     }
     lastRead_ = now;
     CompleteRequest(false);

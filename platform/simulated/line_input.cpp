@@ -65,7 +65,8 @@ void LineInputDevice::FireLocked(std::int64_t /*now*/) {
 }
 
 void LineInputDevice::DropLocked(std::int64_t captured) {
-  const std::int64_t ring = std::int64_t{kInputRingSeconds} * rateHz_;
+  // A machine that stands still for a while holds up a fast line for longer: the ring lasts as long by its clock.
+  const auto ring = static_cast<std::int64_t>(kInputRingSeconds * rateHz_ * std::max(core_.speed, 1.0));
   if (captured - read_ <= ring) return;
   lost_ += captured - ring - read_;
   read_ = captured - ring;

@@ -1,4 +1,5 @@
-// The program as people run it, on a simulated line that is faster than the clock.
+// The program as people run it, on a simulated line: as fast as it goes where the result is to be exact, since then it
+// does not depend on how busy the machine is; against the clock where the program has to wait.
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -57,7 +58,7 @@ std::int32_t Loudest(const std::vector<std::int32_t>& samples) {
 TEST(KivLine, RecordsAsLongAsAskedAndShowsTheLevel) {
   const TemporaryFolder folder;
   const std::string path = folder.File("call.wav");
-  const Outcome run = KivLine(folder, {"--record", path, "--seconds", "4.5", "--simulate", "--speed", "50"});
+  const Outcome run = KivLine(folder, {"--record", path, "--seconds", "4.5", "--simulate", "--speed", "max"});
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_EQ(run.out, "");
   EXPECT_THAT(run.err, HasSubstr("recording from Simulated line\n"));
@@ -67,11 +68,34 @@ TEST(KivLine, RecordsAsLongAsAskedAndShowsTheLevel) {
   EXPECT_GT(Loudest(ReadWave(path).samples), 50000);
 }
 
+TEST(KivLine, RecordsAsLongAsAskedAgainstTheClock) {
+  const TemporaryFolder folder;
+  const std::string path = folder.File("call.wav");
+  const Outcome run = KivLine(folder, {"--record", path, "--seconds", "4.5", "--simulate", "--speed", "10"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.err, HasSubstr("call.wav: 4.5 s, 8000 Hz, mono\n"));
+  EXPECT_EQ(ReadFile(path).size(), 46U + 36000U * 2U);
+}
+
+TEST(KivLine, AsFastAsItGoesTheSameCommandGivesTheSameFile) {
+  const TemporaryFolder folder;
+  WriteWave(folder.File("prompt.wav"), Tone(8000, 1), 1);
+  std::vector<std::string> files;
+  for (const char* name : {"first.wav", "second.wav"}) {
+    const Outcome run = KivLine(folder, {"--record", folder.File(name), "--play", folder.File("prompt.wav"),
+                                         "--seconds", "60", "--simulate", "--speed", "max"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    files.push_back(ReadFile(folder.File(name)));
+  }
+  EXPECT_EQ(files[0].size(), 46U + 480000U * 2U);
+  EXPECT_TRUE(files[0] == files[1]);
+}
+
 TEST(KivLine, RecordsWhatIsOnTheLineAtRateAndChannelsAskedFor) {
   const TemporaryFolder folder;
   WriteWave(folder.File("in.wav"), Tone(16000, 2), 2);
   const Outcome run = KivLine(folder, {"--record", folder.File("out.wav"), "--seconds", "2", "--rate", "16000",
-                                       "--channels", "2", "--simulate=" + folder.File("in.wav"), "--speed", "50"});
+                                       "--channels", "2", "--simulate=" + folder.File("in.wav"), "--speed", "max"});
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_THAT(run.err, HasSubstr("out.wav: 2.0 s, 16000 Hz, stereo\n"));
   const Wave out = ReadWave(folder.File("out.wav"));
@@ -85,25 +109,23 @@ TEST(KivLine, RecordsAsLongAsItPlays) {
   const TemporaryFolder folder;
   WriteWave(folder.File("prompt.wav"), Tone(24000, 1), 1);
   const Outcome run = KivLine(folder, {"--play", folder.File("prompt.wav"), "--record", folder.File("call.wav"),
-                                       "--simulate", "--speed", "10"});
+                                       "--simulate", "--speed", "max"});
   EXPECT_EQ(run.status, 0) << run.err;
-  const std::size_t recorded = ReadWave(folder.File("call.wav")).samples.size();
-  EXPECT_GE(recorded, 22400U);
-  EXPECT_LE(recorded, 24000U + 8U * 8000U) << "on a busy machine the fast line runs on before the stop";
+  EXPECT_EQ(ReadWave(folder.File("call.wav")).samples.size(), 24000U);
 }
 
 TEST(KivLine, PlaysToTheEndOrAsLongAsAsked) {
   const TemporaryFolder folder;
   WriteWave(folder.File("prompt.wav"), Tone(8000 * 30, 1), 1);
-  const Outcome whole = KivLine(folder, {"--play", folder.File("prompt.wav"), "--simulate", "--speed", "100"});
+  const Outcome whole = KivLine(folder, {"--play", folder.File("prompt.wav"), "--simulate", "--speed", "max"});
   EXPECT_EQ(whole.status, 0) << whole.err;
   EXPECT_THAT(whole.err, testing::StartsWith("playing "));
-  // A thirtieth of it: the whole would need ten seconds.
+  // A second of it. The whole would need five minutes.
   const auto begin = std::chrono::steady_clock::now();
   const Outcome part =
-      KivLine(folder, {"--play", folder.File("prompt.wav"), "--seconds", "1", "--simulate", "--speed", "3"});
+      KivLine(folder, {"--play", folder.File("prompt.wav"), "--seconds", "0.1", "--simulate", "--speed", "0.1"});
   EXPECT_EQ(part.status, 0) << part.err;
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(8));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(100));
 }
 
 TEST(KivLine, BelowTheThresholdNothingIsRecorded) {
@@ -115,7 +137,7 @@ TEST(KivLine, BelowTheThresholdNothingIsRecorded) {
   // One second in ten is loud: two seconds of recording are two such seconds and their tails of 450 ms, the silence
   // between them is left out.
   const Outcome run = KivLine(folder, {"--record", folder.File("call.wav"), "--seconds", "2", "--threshold", "-20",
-                                       "--pause", "1", "--simulate=" + folder.File("line.wav"), "--speed", "50"});
+                                       "--pause", "1", "--simulate=" + folder.File("line.wav"), "--speed", "max"});
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_THAT(run.err, testing::ContainsRegex("waiting .* silent \\.\\.\\."));
   const Wave call = ReadWave(folder.File("call.wav"));
@@ -168,7 +190,7 @@ TEST(KivLine, FailuresLeaveTheRecordingsFileAlone) {
 TEST(KivLine, FullDiskEndsTheRecordingAndIsTold) {
   const TemporaryFolder folder;
   const Outcome run =
-      KivLine(folder, {"--record", folder.File("call.wav"), "--simulate", "--speed", "20"}, {.fileBytes = 40000});
+      KivLine(folder, {"--record", folder.File("call.wav"), "--simulate", "--speed", "max"}, {.fileBytes = 40000});
   EXPECT_EQ(run.status, 1) << run.err;
   EXPECT_THAT(run.err, HasSubstr("could not be written in full"));
 }
@@ -192,6 +214,8 @@ TEST(KivLine, WrongArgumentsAreToldWithStatusTwo) {
                                              {"--record", path, "--threshold", "-128"},
                                              {"--record", path, "--pause", "-1"},
                                              {"--record", path, "--speed", "2"},
+                                             {"--record", path, "--speed", "max"},
+                                             {"--record", path, "--simulate", "--speed", "fast"},
                                              {"--record", path, "--simulate=", "--speed", "2"},
                                              {"--record", path, "--simulate", "--speed", "0"}}) {
     const Outcome run = KivLine(folder, arguments);
