@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <optional>
 
 #include "foundation/file.h"
 #include "foundation/wall_clock.h"
@@ -15,17 +16,26 @@
 
 namespace {
 
+std::optional<mode_t> copyMask;
+
 void CopyRecording(char const* path, char const* name) {
   char destination[kiv::kTextSize];
   kiv::GetSetting(kiv::kCopyToFolder, destination);
   LogFile("Copy to: ", destination);
   LFile::_FilePathCat(destination, name, ".wav");
-  LFile::CopyFile(path, destination);  // A copy that fails goes unreported; the recording stays.
+  const bool isNew = access(destination, F_OK) != 0;
+  const bool copied = LFile::CopyFile(path, destination);  // A copy that fails goes unreported; the recording stays.
+  // Not before all of it is there.
+  if (copied && isNew && copyMask) chmod(destination, 0777 & ~*copyMask);
 }
 
 }  // namespace
 
 namespace kiv {
+
+void SetCopyMask(mode_t mask) {
+  copyMask = mask;
+}
 
 void DeleteOldRecordings() {
   constexpr std::uint32_t kDaySeconds = 86400;

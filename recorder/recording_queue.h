@@ -7,6 +7,8 @@
 // recording. Nothing here ever loses a recording: a result takes the recording's place by one rename, and when the
 // level control failed, the recording as it was stays beside it, named "<base> (original).wav".
 
+#include <sys/types.h>
+
 #include "foundation/text.h"
 #include "recorder/process_list_thread.h"
 
@@ -33,6 +35,10 @@ namespace kiv {
 // Deletes the "*.wav" files of the recordings folder that were last modified more than "AutoDeleteDays" days ago; none
 // with 0 days. Runs after every recording worked off, not by a schedule.
 void DeleteOldRecordings();
+
+// The file mask of copies that are new in the chosen folder, which others may share; without a call it is the process's
+// own. Before the queue is started.
+void SetCopyMask(mode_t mask);
 
 }  // namespace kiv
 

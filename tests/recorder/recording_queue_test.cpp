@@ -174,6 +174,26 @@ TEST_F(RecordingQueue, CopyGoesToTheChosenFolder) {
   EXPECT_THAT(LogLines(), ElementsAre("Copy to: " + target));
 }
 
+TEST_F(RecordingQueue, NewCopiesHaveTheUsersMaskAndOldOnesKeepTheirMode) {
+  const mode_t before = umask(077);
+  kiv::SetCopyMask(027);
+  const std::string path = MakeRecording("a.wav");
+  const std::string target = home.File("Copies");
+  fs::create_directory(target);
+  WriteFile(target + "/b.wav", "older");
+  chmod((target + "/b.wav").c_str(), 0604);
+  SetPreference("CopyRecordings", "1");
+  SetPreference("CopyToFolder", target);
+  WorkOff({path, MakeRecording("b.wav")});
+  kiv::SetCopyMask(before);
+  umask(before);
+  struct stat status {};
+  ASSERT_EQ(stat((target + "/a.wav").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, mode_t{0750});
+  ASSERT_EQ(stat((target + "/b.wav").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, mode_t{0604});
+}
+
 TEST_F(RecordingQueue, FailedCopyGoesUnreportedAndTheRecordingStays) {
   const std::string path = MakeRecording("a.wav");
   SetPreference("CopyRecordings", "1");
