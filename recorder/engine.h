@@ -55,6 +55,8 @@ class LKivEngine final : public LSoundPlayerNotify, public LSoundRecorderNotify 
 
   // Stops the devices without the rest of SndStop.
   void StopDevices();
+  // A prompt, a record tone or music sounds.
+  bool IsPlaying() const noexcept { return player_.IsPlaying(); }
   // What a person would call the sound input in use; may be empty.
   std::string InputName() const { return recorder_.InputName(); }
 

@@ -6,6 +6,7 @@
 
 namespace kiv {
 
+inline constexpr int kVirtualKeyF1 = 122;
 inline constexpr int kVirtualKeyF5 = 96;
 inline constexpr int kVirtualKeyF7 = 98;
 inline constexpr int kVirtualKeyF8 = 100;
@@ -20,7 +21,8 @@ constexpr int FunctionKeyCode(int toolkitKey) {
   return toolkitKey >= Qt::Key_F1 && toolkitKey <= Qt::Key_F12 ? kFunctionKeyCodes[toolkitKey - Qt::Key_F1] : -1;
 }
 
-static_assert(FunctionKeyCode(Qt::Key_F5) == kVirtualKeyF5 && FunctionKeyCode(Qt::Key_F7) == kVirtualKeyF7);
+static_assert(FunctionKeyCode(Qt::Key_F1) == kVirtualKeyF1 && FunctionKeyCode(Qt::Key_F5) == kVirtualKeyF5 &&
+              FunctionKeyCode(Qt::Key_F7) == kVirtualKeyF7);
 static_assert(FunctionKeyCode(Qt::Key_F8) == kVirtualKeyF8 && FunctionKeyCode(Qt::Key_A) == -1);
 
 }  // namespace kiv

@@ -215,6 +215,15 @@ void ActivateWindow(WindowRef window) {
   WidgetOf(window)->activateWindow();
 }
 
+void BringToFront(WindowRef window) {
+  if (!IsWindowShown(window)) return;
+  QWidget* widget = WidgetOf(window);
+  widget->setWindowState(widget->windowState() & ~Qt::WindowMinimized);
+  ActivateWindow(window);
+  QWidget* front = FrontWindow();
+  if (front != nullptr && front != widget) ActivateWindow(WindowRefOf(front));
+}
+
 void SetWindowTitle(WindowRef window, const std::string& title) {
   if (window != nullptr) WidgetOf(window)->setWindowTitle(TextOf(title));
 }

@@ -39,6 +39,8 @@ void ShowWindow(WindowRef window);
 void HideWindow(WindowRef window);
 bool IsWindowShown(WindowRef window);
 void ActivateWindow(WindowRef window);
+// In front of other programs, with what is open over it; a hidden window stays hidden.
+void BringToFront(WindowRef window);
 void SetWindowTitle(WindowRef window, const std::string& title);
 std::string WindowTitle(WindowRef window);
 void AdvanceKeyboardFocus(WindowRef window);
