@@ -1,0 +1,246 @@
+// The program as a process, without a display: its arguments, its start and end, and one of it for each data folder.
+
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "audio/wave_file.h"
+#include "tests/app/running_program.h"
+#include "tests/support/test_signals.h"
+
+namespace {
+
+using kiv::test::HomeFolder;
+using kiv::test::ReadFile;
+using kiv::test::RunningProgram;
+using kiv::test::WaitFor;
+using kiv::test::WriteFile;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+// Neither a display nor a session bus nor a sound server.
+const std::map<std::string, std::string> kNothing = {{"QT_QPA_PLATFORM", "offscreen"},
+                                                     {"QT_QPA_PLATFORMTHEME", ""},
+                                                     {"DISPLAY", ""},
+                                                     {"WAYLAND_DISPLAY", ""},
+                                                     {"DBUS_SESSION_BUS_ADDRESS", ""}};
+
+class KivRecorder : public testing::Test {
+ protected:
+  KivRecorder() : line_(home_.Path() + "/line.wav") {
+    const auto samples = kiv::test::Sine(500, 100000, 8000, 8000, 1);
+    LSoundSink sink = LWaveFile::OpenSinkPCM(line_.c_str(), 8000, 1, 16, 0);
+    sink->Write(samples.data(), 8000);
+  }
+
+  std::unique_ptr<RunningProgram> Start(std::vector<std::string> arguments = {}) {
+    if (arguments.empty()) arguments = {"--line", line_};
+    return std::make_unique<RunningProgram>(KIV_RECORDER, home_, arguments, kNothing);
+  }
+  std::unique_ptr<RunningProgram> StartAndWait(int count = 1) {
+    auto program = Start();
+    EXPECT_TRUE(WaitFor([&] { return home_.HasLogged("Kiv Recorder Run", count) || !program->IsRunning(); }));
+    EXPECT_TRUE(program->IsRunning()) << program->Said();
+    return program;
+  }
+  // The exit status of a run with these arguments, and what it said.
+  int StatusOf(const std::vector<std::string>& arguments, std::string* said = nullptr) {
+    auto program = Start(arguments);
+    const int status = program->WaitForEnd();
+    if (said != nullptr) *said = program->Said();
+    return status;
+  }
+
+  HomeFolder home_;
+  std::string line_;
+};
+
+// --- Arguments
+
+TEST_F(KivRecorder, SaysItsVersionAndItsHelpWithoutADisplay) {
+  std::string said;
+  EXPECT_EQ(StatusOf({"--version"}, &said), 0);
+  EXPECT_EQ(said, "kiv-recorder " KIV_VERSION "\n");
+  EXPECT_EQ(StatusOf({"--help"}, &said), 0);
+  for (const char* option : {"--line IN.wav", "--line-out OUT.wav", "--line-speed N", "--help", "--version"}) {
+    EXPECT_THAT(said, HasSubstr(option));
+  }
+  EXPECT_FALSE(std::filesystem::exists(home_.DataPath("Logs")));
+}
+
+TEST_F(KivRecorder, RefusesWrongArgumentsWithStatusTwo) {
+  const std::vector<std::vector<std::string>> wrong = {
+      {"--line-out", "x.wav"},
+      {"--line-speed", "2"},
+      {"--line-speed", "2", "--line-out", "x.wav"},
+      {"--line"},
+      {"--line", ""},
+      {"--line", line_, "--line-speed", "0"},
+      {"--line", line_, "--line-speed", "fast"},
+      {"--line", line_, "--line-speed", "1001"},
+      {"--line", line_, "--line-speed", "nan"},
+      {"--nosuchoption"},
+      {"call.wav"},
+  };
+  for (const auto& arguments : wrong) {
+    std::string said;
+    EXPECT_EQ(StatusOf(arguments, &said), 2) << testing::PrintToString(arguments);
+    EXPECT_FALSE(said.empty()) << testing::PrintToString(arguments);
+  }
+  EXPECT_FALSE(std::filesystem::exists("x.wav"));
+}
+
+TEST_F(KivRecorder, RefusesLineFilesThatCannotBeUsed) {
+  std::string said;
+  EXPECT_EQ(StatusOf({"--line", home_.Path() + "/missing.wav"}, &said), 1);
+  EXPECT_THAT(said, HasSubstr("missing.wav"));
+  EXPECT_EQ(StatusOf({"--line", line_, "--line-out", home_.Path() + "/missing/out.wav"}, &said), 1);
+  EXPECT_THAT(said, HasSubstr("out.wav"));
+}
+
+// --- Start and end
+
+TEST_F(KivRecorder, RunsUntilASignalAndLogsBoth) {
+  for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+    HomeFolder home;
+    RunningProgram program(KIV_RECORDER, home, {"--line", line_}, kNothing);
+    ASSERT_TRUE(WaitFor([&] { return home.HasLogged("Kiv Recorder Run"); })) << program.Said();
+    program.Signal(signal);
+    EXPECT_EQ(program.WaitForEnd(), 0) << program.Said();
+    EXPECT_THAT(home.Log(), ElementsAre("Kiv Recorder Run", "Kiv Recorder Exit"));
+  }
+}
+
+TEST_F(KivRecorder, KeepsEverythingFromOtherUsers) {
+  auto program = StartAndWait();
+  program->Signal(SIGTERM);
+  ASSERT_EQ(program->WaitForEnd(), 0);
+  int seen = 0;
+  for (const char* name : {"Logs", "Recordings"}) {
+    struct stat status {};
+    ASSERT_EQ(stat(home_.DataPath(name).c_str(), &status), 0) << name;
+    EXPECT_EQ(status.st_mode & 077, 0U) << name;
+    for (const auto& entry : std::filesystem::directory_iterator(home_.DataPath(name))) {
+      ASSERT_EQ(stat(entry.path().c_str(), &status), 0);
+      EXPECT_EQ(status.st_mode & 077, 0U) << entry.path();
+      ++seen;
+    }
+  }
+  EXPECT_GT(seen, 0);
+}
+
+TEST_F(KivRecorder, ItsCurrentFolderIsTheDataFolder) {
+  auto program = StartAndWait();
+  const auto current = std::filesystem::read_symlink("/proc/" + std::to_string(program->Pid()) + "/cwd");
+  EXPECT_EQ(current, std::filesystem::canonical(home_.Path() + "/Kiv"));
+}
+
+TEST_F(KivRecorder, AFreshAccountGetsItsFoldersAndNoSettingsFile) {
+  auto program = StartAndWait();
+  program->Signal(SIGTERM);
+  ASSERT_EQ(program->WaitForEnd(), 0);
+  EXPECT_TRUE(std::filesystem::is_directory(home_.DataPath("Recordings")));
+  EXPECT_TRUE(std::filesystem::is_directory(home_.DataPath("Logs")));
+  EXPECT_FALSE(std::filesystem::exists(home_.DataPath("settings.ini")));
+}
+
+TEST_F(KivRecorder, WritesWhatIsPlayedToTheLineAsAFinishedFile) {
+  const std::string out = home_.Path() + "/out.wav";
+  auto program = Start({"--line", line_, "--line-out", out});
+  ASSERT_TRUE(WaitFor([&] { return home_.HasLogged("Kiv Recorder Run"); })) << program->Said();
+  program->Signal(SIGTERM);
+  ASSERT_EQ(program->WaitForEnd(), 0);
+  const LSoundSource source = LWaveFile::OpenSource(out.c_str());
+  EXPECT_EQ(source->Error(), kSourceGood);
+  EXPECT_EQ(source->Rate(), 8000);
+}
+
+// --- One for each data folder
+
+TEST_F(KivRecorder, ASecondStartEndsWithZeroAndLeavesTheFirst) {
+  auto first = StartAndWait();
+  for (int i = 0; i < 3; ++i) {
+    auto second = Start();
+    EXPECT_EQ(second->WaitForEnd(), 0);
+    EXPECT_EQ(second->Said(), "");
+  }
+  EXPECT_TRUE(first->IsRunning());
+  first->Signal(SIGTERM);
+  EXPECT_EQ(first->WaitForEnd(), 0);
+  EXPECT_THAT(home_.Log(), ElementsAre("Kiv Recorder Run", "Kiv Recorder Exit"));
+}
+
+TEST_F(KivRecorder, ManyAtOnceAreOneInTheEnd) {
+  std::vector<std::unique_ptr<RunningProgram>> programs;
+  for (int i = 0; i < 4; ++i) programs.push_back(Start());
+  const auto running = [&] {
+    int count = 0;
+    for (const auto& program : programs) count += program->IsRunning();
+    return count;
+  };
+  EXPECT_TRUE(WaitFor([&] { return running() == 1 && home_.HasLogged("Kiv Recorder Run"); }));
+  EXPECT_EQ(running(), 1);
+  for (const auto& program : programs) {
+    if (program->IsRunning()) program->Signal(SIGTERM);
+    EXPECT_EQ(program->WaitForEnd(), 0) << program->Said();
+  }
+  EXPECT_THAT(home_.Log(), ElementsAre("Kiv Recorder Run", "Kiv Recorder Exit"));
+}
+
+TEST_F(KivRecorder, WhatAKilledOneHasLeftHindersNobody) {
+  auto killed = StartAndWait();
+  ASSERT_TRUE(WaitFor([&] { return std::filesystem::exists(home_.DataPath(".kiv-recorder.socket")); }));
+  killed->Signal(SIGKILL);
+  EXPECT_EQ(killed->WaitForEnd(), 1000 + SIGKILL);
+  EXPECT_TRUE(std::filesystem::exists(home_.DataPath(".kiv-recorder.socket")));
+  auto next = StartAndWait(2);
+  auto second = Start();
+  EXPECT_EQ(second->WaitForEnd(), 0);
+  EXPECT_EQ(second->Said(), "");
+  EXPECT_TRUE(next->IsRunning());
+}
+
+TEST_F(KivRecorder, OneThatDoesNotAnswerStillHasTheFolder) {
+  // Somebody with the lock and no socket.
+  std::filesystem::create_directories(home_.DataPath(""));
+  const int lock = open(home_.DataPath(".kiv-recorder.lock").c_str(), O_RDWR | O_CREAT, 0600);
+  ASSERT_EQ(flock(lock, LOCK_EX), 0);
+  std::string said;
+  EXPECT_EQ(StatusOf({"--line", line_}, &said), 0);
+  EXPECT_THAT(said, HasSubstr("is running already"));
+  close(lock);
+  EXPECT_TRUE(home_.Log().empty());
+}
+
+TEST_F(KivRecorder, AnotherHomeFolderIsAnotherProgram) {
+  auto first = StartAndWait();
+  HomeFolder other;
+  RunningProgram second(KIV_RECORDER, other, {"--line", line_}, kNothing);
+  EXPECT_TRUE(WaitFor([&] { return other.HasLogged("Kiv Recorder Run"); })) << second.Said();
+  EXPECT_TRUE(first->IsRunning());
+}
+
+TEST_F(KivRecorder, WorksInAHomeFolderWithALongPath) {
+  HomeFolder home;
+  // Longer than a socket's address, and what the program keeps there still fits a path.
+  const std::string deep = home.Path() + "/" + std::string(60, 'a') + "/" + std::string(60, 'b');
+  std::filesystem::create_directories(deep + "/.config");
+  auto environment = kNothing;
+  environment["HOME"] = deep;
+  environment["XDG_CONFIG_HOME"] = deep + "/.config";
+  const auto start = [&] {
+    return std::make_unique<RunningProgram>(KIV_RECORDER, home, std::vector<std::string>{"--line", line_}, environment);
+  };
+  auto first = start();
+  ASSERT_TRUE(WaitFor([&] { return std::filesystem::exists(deep + "/Kiv/.kiv-recorder.socket"); })) << first->Said();
+  auto second = start();
+  EXPECT_EQ(second->WaitForEnd(), 0);
+  EXPECT_EQ(second->Said(), "");
+  first->Signal(SIGTERM);
+  EXPECT_EQ(first->WaitForEnd(), 0) << first->Said();
+}
+
+}  // namespace
