@@ -119,7 +119,8 @@ LSRCConvertRate::LSRCConvertRate(LSoundSource& input, std::int32_t rateHz, bool 
 
 std::int32_t LSRCConvertRate::ToOutputFrames(std::int64_t inputFrames) const noexcept {
   if (!filter_.IsUsable()) return 0;
-  return kiv::Wrap32(kiv::FloorDivide(inputFrames * filter_.Phases(), filter_.Step()));
+  // Cut toward zero, before the start too, where Seek rounds down.
+  return kiv::Wrap32(inputFrames * filter_.Phases() / filter_.Step());
 }
 
 std::int32_t LSRCConvertRate::GetPositionSample() const {

@@ -72,7 +72,7 @@ class LSRCConvertRate : public LSoundProcessBase {
 
   void Read(std::int32_t* buffer, std::int32_t frames) override;
   // Computed from the input's position and the place in the block. The position moves on with the next frame
-  // read, not with the last one, so it may lag by one frame.
+  // read, not with the last one, so it may lag by one frame. Cut toward zero.
   std::int32_t GetPositionSample() const override;
   std::int32_t GetEndSample() const override;
   // Any frame, negative ones too (the input is then asked for its silence before the start).

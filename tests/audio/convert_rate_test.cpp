@@ -259,6 +259,19 @@ TEST(LSRCConvertRate, SeekStandsWhereItWasAsked) {
   }
 }
 
+TEST(LSRCConvertRate, PositionBeforeTheStartIsCutTowardZero) {
+  LSoundSource out = Stage(OpenMemory(Samples(44100, 5), 44100, 1), 8000);
+  out->Seek(-5);  // -28 input frames, which are 5.08 output frames.
+  EXPECT_EQ(out->GetPositionSample(), -5);
+}
+
+// The second stage sends the first one before its start, whose place lags by one frame.
+TEST(LSRCConvertRate, TwoStagesStandOnTheStartAfterSeekThere) {
+  LSoundSource out = Converted(OpenMemory(Samples(48000, 5), 48000, 1), 8000);
+  out->Seek(0);
+  EXPECT_EQ(out->GetPositionSample(), 0);
+}
+
 TEST(LSRCConvertRate, FarSeeksWrapAndDoNotCrash) {
   for (const std::int32_t to : {8000, 11025, 96000, 1000}) {
     LSoundSource out = Stage(OpenMemory(Noise(1, 100, 2, 1000), 44100, 2), to);

@@ -167,8 +167,7 @@ void PlainRateStage::Seek(std::int64_t frame) {
 
 std::int64_t PlainRateStage::Position() const {
   const std::int64_t n = input_->Position() + position_ - 8224;
-  const std::int64_t q = Floor(n, filter_.step);
-  return q * filter_.phases + (n - q * filter_.step) * filter_.phases / filter_.step;
+  return n / filter_.step * filter_.phases + n % filter_.step * filter_.phases / filter_.step;
 }
 
 std::vector<std::int32_t> PlainSinkConversion(const std::vector<std::int32_t>& interleaved, int channels,
