@@ -19,7 +19,7 @@ struct RecorderFixture::Account : Folders, Clock, PreferenceStore {
   explicit Account(std::string path) : home(std::move(path)) {}
 
   std::optional<std::string> Home() override { return home; }
-  std::optional<std::string> Resources() override { return std::nullopt; }
+  std::optional<std::string> Resources() override { return resources; }
 
   std::int64_t UnixMilliseconds() override { return now; }
 
@@ -35,6 +35,7 @@ struct RecorderFixture::Account : Folders, Clock, PreferenceStore {
   void Synchronize() override {}
 
   const std::string home;
+  std::optional<std::string> resources;
   std::atomic<std::int64_t> now = std::int64_t{std::time(nullptr)} * 1000;
   std::mutex mutex;
   std::map<std::string, std::string> values;
@@ -69,6 +70,10 @@ void RecorderFixture::SetPreference(const std::string& key, const std::string& v
 
 std::string RecorderFixture::Preference(const std::string& key) const {
   return account_->Get("Settings/" + key).value_or("");
+}
+
+void RecorderFixture::SetResources(const std::string& folder) {
+  account_->resources = folder;
 }
 
 std::string RecorderFixture::DataPath(const std::string& name) const {

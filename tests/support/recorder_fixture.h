@@ -23,6 +23,8 @@ class RecorderFixture : public testing::Test {
   // In section "Settings".
   void SetPreference(const std::string& key, const std::string& value);
   std::string Preference(const std::string& key) const;
+  // The folder of the program's own files; none until it is set.
+  void SetResources(const std::string& folder);
 
   std::string DataPath(const std::string& name) const;
   std::string RecordingPath(const std::string& name) const;
