@@ -30,7 +30,7 @@ bool WaitUntilLockIsAwaited(const std::string& path) {
   if (stat(path.c_str(), &file) != 0) return false;
   std::string inode = ":";
   inode += std::to_string(file.st_ino) += ' ';
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   while (std::chrono::steady_clock::now() < limit) {
     std::ifstream locks("/proc/locks");  // Those who wait are marked with an arrow.
     for (std::string line; std::getline(locks, line);) {

@@ -20,7 +20,7 @@ class ForeignLock {
   int fd_;
 };
 
-// Waits, at most ten seconds, until somebody stands in line for a lock on the file. The caller names the file
+// Waits, at most thirty seconds, until somebody stands in line for a lock on the file. The caller names the file
 // by a path that still leads to it.
 bool WaitUntilLockIsAwaited(const std::string& path);
 
