@@ -2,18 +2,16 @@
 
 // Sample rate of a source, by polyphase windowed-sinc interpolation with a rational step.
 //
-//   Rule     a filter of 63 taps around every output frame, one row of coefficients for each of up to 255
-//   phases
-//            between two input frames. Input is taken in blocks of 8192 frames; a block louder than 16 bits
-//            is scaled down to 16 bits by a power of two, filtered, and scaled back.
-//   Bits     the two half sums of a filter are exact, whatever the material; the result keeps its low 32
-//   bits.
-//            How reads are split, and the vector width, never change a bit.
+//   Rule     a filter of 63 taps around every output frame, one row of coefficients for each of up to 255 phases
+//            between two input frames. Input is taken in blocks of 8192 frames; a block louder than 16 bits is scaled
+//            down to 16 bits by a power of two, filtered, and scaled back.
+//   Bits     the two half sums of a filter are exact, whatever the material; the result keeps its low 32 bits. How
+//            reads are split, and the vector width, never change a bit.
 //   Units    rates in Hz; counts and positions are frames.
-//   Channels mono and stereo. Of any other channel count nothing is produced: Read leaves the buffer as it
-//   is. Threads  made on one thread; Read and Seek on one thread at a time. Errors   as LSoundProcessBase;
-//   kSourceInvalid also for an output rate below 1 (44100 is used instead) and
-//            for a pair of rates that has no usable step, which reads as silence.
+//   Channels mono and stereo. Of any other channel count nothing is produced: Read leaves the buffer as it is.
+//   Threads  made on one thread; Read and Seek on one thread at a time.
+//   Errors   as LSoundProcessBase; kSourceInvalid also for an output rate below 1 (44100 is used instead) and for a
+//            pair of rates that has no usable step, which reads as silence.
 //   Owns     a reference to the input, the coefficient table and one block, all made at construction.
 
 #include <cstddef>

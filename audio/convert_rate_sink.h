@@ -2,18 +2,15 @@
 
 // Sample rate on the way into a sink: takes one rate and writes another, with a filter of 15 taps.
 //
-//   Rule     samples are rounded down to 16-bit units (shifted right by 4), filtered and come out on the
-//   internal
-//            scale. Every Write puts out all frames whose filter is complete; the filter looks 7 frames
-//            ahead, so the last ones come when the sink is flushed: by Seek, _Flush, or the last release of
-//            the sink.
+//   Rule     samples are rounded down to 16-bit units (shifted right by 4), filtered and come out on the internal
+//            scale. Every Write puts out all frames whose filter is complete; the filter looks 7 frames ahead, so the
+//            last ones come when the sink is flushed: by Seek, _Flush, or the last release of the sink.
 //   Bits     as in convert_rate.h: the half sums are exact, and how writes are split changes no bit.
 //   Units    rates in Hz; counts and positions are frames of the rate that is written into the sink.
 //   Channels mono and stereo. Frames of any other channel count are counted and dropped.
 //   Threads  as in sound_sink.h.
-//   Errors   kSinkFailed for an output without channels and for a pair of rates that has no usable step
-//   (frames
-//            are then counted and dropped).
+//   Errors   kSinkFailed for an output without channels and for a pair of rates that has no usable step (frames are
+//            then counted and dropped).
 //   Owns     a reference to the output, the coefficient table and one buffer on either side.
 
 #include <cstdint>

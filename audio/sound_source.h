@@ -3,13 +3,13 @@
 // Pulled streams of samples, and the handles that share them.
 //
 //   Samples  signed 32-bit, interleaved by channel; a 16-bit sample times 16, so 16-bit full scale is -524288 to
-//   524272.
-//            Stages may exceed that range; only the step to a stored format limits it (by wrapping, see
+//            524272. Stages may exceed that range; only the step to a stored format limits it (by wrapping, see
 //            sample_format.h).
 //   Units    every count, position and length is in frames (one sample per channel).
 //   Threads  an object is made and its handles are copied and released on one thread; a device thread may then
 //            call Read and Seek on it. The reference count is a plain number.
-//   Errors   data, never exceptions: an object in error still answers every call. Test Error() after opening.
+//   Errors   data, never exceptions: an object in error still answers every call. Test Error() after
+//            opening.
 
 #include <cstdint>
 

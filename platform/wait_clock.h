@@ -6,8 +6,8 @@
 // is not the system's - a simulated line that runs faster, or in lock-step with its user - gives one, so that
 // a time-out of three seconds is three seconds of its own time.
 //
-//   Use      LThread asks for one Worker per start of its thread and calls it as told below. Nobody else
-//   does. Locks    an implementation may block in Begin, Wait and Join only, and calls nothing of its user's.
+//   Use      LThread asks for one Worker per start of its thread and calls it as told below. Nobody else does.
+//   Locks    an implementation may block in Begin, Wait and Join only, and calls nothing of its user's.
 
 #include <cstdint>
 #include <memory>

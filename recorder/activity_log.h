@@ -4,13 +4,11 @@
 // window's status text.
 //
 //   File     "20YY-MM-DD Kiv Recorder Log.txt" by local time; years are taken to be 2000 to 2099.
-//   Line     "HH:MM:SS message" and a CR, without LF, as the log has always been read. A line holds kLineSize bytes
-//   with
-//            its terminator; a longer message is cut so that the CR stays.
+//   Line     "HH:MM:SS message" and a CR, without LF, as the log has always been read. A line holds kLogLineSize
+//            bytes with its terminator; a longer message is cut so that the CR stays.
 //   Threads  any. One mutex orders the lines of this program's threads, in the file and in the status text alike.
 //   Errors   none are reported. When another program holds a lock on the file, the line is lost from the file; it is
-//   shown
-//            all the same.
+//            shown all the same.
 
 #include <cstddef>
 

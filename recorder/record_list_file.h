@@ -4,17 +4,15 @@
 // record is the one being worked on; it goes only when it is done, so that a crash leaves it in the list.
 //
 //   Header   version, unsigned 16 bit, 1; start counter, unsigned 16 bit: how many program starts have resumed this
-//   list
-//            without a record having been worked off since; record size, unsigned 32 bit. The machine's byte order.
+//            list without a record having been worked off since; record size, unsigned 32 bit. The machine's byte
+//            order.
 //   Locks    every operation opens the file under an advisory lock and lets go of it before it returns, so that adding
-//   and
-//            removing, from any thread or process, never meet inside the file. The file is rewritten in place. Before a
-//            removal moves the rest up, the new content is put beside it under a hidden name; what a crash in the
-//            middle of the move left is mended from there by the next change.
+//            and removing, from any thread or process, never meet inside the file. The file is rewritten in place.
+//            Before a removal moves the rest up, the new content is put beside it under a hidden name; what a crash in
+//            the middle of the move left is mended from there by the next change.
 //   Threads  any, once the path is set.
 //   Errors   a file that cannot be opened acts like an empty list; a write that fails leaves the list as it was or
-//   shorter
-//            by what did not fit. Nothing is reported: recordings stay on disk whatever happens to the list.
+//            shorter by what did not fit. Nothing is reported: recordings stay on disk whatever happens to the list.
 
 #include <cstdint>
 

@@ -3,14 +3,12 @@
 // Block-wise compressor with one block of look-ahead, driven by the mean square of whole blocks.
 //
 //   Units    block time in ms, at least 128 and at most 8192 frames; gains Q24.
-//   Rule     the gain moves linearly through each block: where the next block wants less, four fifths of the
-//   way
-//            to its gain (attack); otherwise half-way to the mean of this and the next block's (release).
-//            Gains and their sum are unsigned words.
+//   Rule     the gain moves linearly through each block: where the next block wants less, four fifths of the way to its
+//            gain (attack); otherwise half-way to the mean of this and the next block's (release). Gains and their sum
+//            are unsigned words.
 //   Peak     0x3FFFFF: the curve may raise the level.
-//   Delay    none: the output lies where the input lay. Construction reads nothing; the first Read after it
-//   or
-//            after a Seek reads two blocks ahead, and a Read that ends a block the next one.
+//   Delay    none: the output lies where the input lay. Construction reads nothing; the first Read after it or after a
+//            Seek reads two blocks ahead, and a Read that ends a block the next one.
 //   Threads  made on main; Read, Seek and GetPositionSample on one device thread.
 //   Errors   Error() is kSourceInput when the input failed; the output is then silence.
 //   Owns     one reference to the input, two block buffers made at construction.

@@ -5,8 +5,8 @@
 // Up to the knee a the curve is flat, from there to the upper knee b the gain falls by the given step per dB,
 // and above b by about 1 dB per dB, so that the output level stays constant.
 //   Units    levels in dB; gains Q24 (LCompressorTableGain) or whole dB (LCompressorTableDB).
-//   Errors   none: any parameters give a table. A gain that leaves 32 bits saturates; dB clamp to [-127,
-//   127]. Threads  constant after construction.
+//   Errors   none: any parameters give a table. A gain that leaves 32 bits saturates; dB clamp to [-127, 127].
+//   Threads  constant after construction.
 
 #include <array>
 #include <cstddef>

@@ -4,10 +4,11 @@
 //
 //   Units    cut-off in Hz.
 //   Rule     per channel y = x - (s >> 8), then s += y * k (see one_pole.h); everything wraps in 32 bits.
-//   Peak     the input's, doubled while it is at most 0x100000, since the output can swing to twice the
-//   input. State    one word per channel, 0 at first and after every Seek. Threads  made on main; Read and
-//   Seek on one device thread. Errors   Error() is kSourceInput when the input failed; Read still fills the
-//   buffer. Owns     one reference to the input.
+//   Peak     the input's, doubled while it is at most 0x100000, since the output can swing to twice the input.
+//   State    one word per channel, 0 at first and after every Seek.
+//   Threads  made on main; Read and Seek on one device thread.
+//   Errors   Error() is kSourceInput when the input failed; Read still fills the buffer.
+//   Owns     one reference to the input.
 
 #include <cstdint>
 #include <vector>

@@ -3,14 +3,12 @@
 // Look-ahead peak limiter: no sample leaves it above its limit, whatever goes in.
 //
 //   Units    the limit in sample units, at most 0x3FFFFF; gains Q24.
-//   Rule     each block of rate / 35 frames (20 to 8192) has the gain that its own peak needs, at most 1.0;
-//   the
-//            gain moves linearly through a block and ends at or below what this block and the next need.
-//            At 1.0 throughout, samples pass bit for bit.
-//   Bound    for a limit of at least 0 no output is above +limit and none below -(limit + 2): a block's gain
-//   is
-//            rounded down and the split product rounds down by less than 3 (see MulQ24). With the limit
-//            524272 nothing wraps in the step to 16 bits.
+//   Rule     each block of rate / 35 frames (20 to 8192) has the gain that its own peak needs, at most 1.0; the gain
+//            moves linearly through a block and ends at or below what this block and the next need. At 1.0 throughout,
+//            samples pass bit for bit.
+//   Bound    for a limit of at least 0 no output is above +limit and none below -(limit + 2): a block's gain is rounded
+//            down and the split product rounds down by less than 3 (see MulQ24). With the limit 524272 nothing wraps in
+//            the step to 16 bits.
 //   Peak     the limit.
 //   Delay    none: the output lies where the input lay. Three blocks are read ahead, by the first Read and by
 //            every Seek.

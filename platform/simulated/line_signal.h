@@ -3,9 +3,8 @@
 // What sounds on the simulated line: a function of line time, so that every recording of the same stretch is
 // the same and two recordings in a row join without a seam.
 //
-//   Units    firstFrame counts frames of rateHz since line time 0; 16-bit samples, interleaved; levels in dB
-//   of
-//            16-bit full scale.
+//   Units    firstFrame counts frames of rateHz since line time 0; 16-bit samples, interleaved; levels in dB of 16-bit
+//            full scale.
 //   Threads  Render is called by one thread at a time.
 
 #include <cstdint>

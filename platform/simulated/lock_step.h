@@ -3,12 +3,10 @@
 // Turn-taking of the lock-step line: of the main thread and the device workers exactly one runs at a time, so
 // that the same script takes the same way every time.
 //
-//   Turns    main has the turn until it asks for RunOne or joins a worker; a worker keeps it until it waits
-//   or
-//            ends. A worker that has just been started runs first when main gives the turn away.
-//   Time     of the line, in ns; it moves only by SetNow, on main. A worker's time-out ends its wait at the
-//   next
-//            RunOne after its moment.
+//   Turns    main has the turn until it asks for RunOne or joins a worker; a worker keeps it until it waits or ends. A
+//            worker that has just been started runs first when main gives the turn away.
+//   Time     of the line, in ns; it moves only by SetNow, on main. A worker's time-out ends its wait at the next RunOne
+//            after its moment.
 //   Threads  RunOne, SetNow, NextDeadline: main. The rest as WaitClock says.
 
 #include <condition_variable>

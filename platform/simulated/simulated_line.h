@@ -3,17 +3,13 @@
 // A complete sound system without a sound card: a telephone line whose signal is made up, with one input and
 // any number of output channels, for people without an adapter, for demos and for tests.
 //
-//   Clocks   real time; a multiple of it; or lock-step, in which line time moves only when the main thread
-//   asks for
-//            it, and then to the next moment at which something happens, with every device worker waiting and
-//            the main queue empty. Time-outs of device workers and the wall clock follow line time. In
-//            lock-step the same script gives the same bytes, an hour takes seconds, and time stands still
-//            while no device is open.
+//   Clocks   real time; a multiple of it; or lock-step, in which line time moves only when the main thread asks for it,
+//            and then to the next moment at which something happens, with every device worker waiting and the main
+//            queue empty. Time-outs of device workers and the wall clock follow line time. In lock-step the same script
+//            gives the same bytes, an hour takes seconds, and time stands still while no device is open.
 //   Units    line time in ns inside and ms in calls; it starts at 0.
-//   Threads  made, scripted and destroyed on main; the ports as their headers say. In lock-step everything
-//   happens
-//            on main and on the worker that has the turn; otherwise completions come on a thread of the
-//            line's own.
+//   Threads  made, scripted and destroyed on main; the ports as their headers say. In lock-step everything happens on
+//            main and on the worker that has the turn; otherwise completions come on a thread of the line's own.
 //   Locks    one mutex guards the whole line. It is held during completions, which only raise signals.
 //   Errors   none but the faults that are asked for.
 //
