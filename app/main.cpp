@@ -31,7 +31,8 @@ constexpr int kFailed = 1;
 
 // The program from its first window to its last, on the services that are there already.
 void RunOnDesktop(int argc, char** argv, kiv::SingleInstance& instance) {
-  QApplication::setApplicationDisplayName("Kiv Recorder");
+  // Not as the display name, which the toolkit would append to the title of every window.
+  QApplication::setApplicationName("Kiv Recorder");
   QApplication::setDesktopFileName("com.oskmera.Kiv");
   QApplication application(argc, argv);
   QApplication::setQuitOnLastWindowClosed(false);

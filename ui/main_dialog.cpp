@@ -9,12 +9,14 @@
 #include "platform/services.h"
 #include "recorder/activity_log.h"
 #include "recorder/engine_events.h"
+#include "recorder/prompt_files.h"
 #include "recorder/setting_keys.h"
 #include "recorder/settings.h"
 #include "ui/command_id.h"
 #include "ui/folder_dialogs.h"
 #include "ui/help.h"
 #include "ui/key_codes.h"
+#include "ui/progress_dialog.h"
 #include "ui/settings_dialog.h"
 #include "ui/text_edit_dialog.h"
 #include "ui/web_page.h"
@@ -104,6 +106,10 @@ void MainDialog::InitDialog() {
   tstrmcpy(list, gSettings.dataFolder);
   LFile::_FilePathCat(list, "bgalc.dat");
   queue_.SetListFilePath(list);
+  kiv::ExtractMissingPrompts([this](LFileExtractorProcess& job) {
+    LProcessDialog<LFileExtractorProcess> dialog("Extracting Files", &job);
+    dialog.Open(window_);
+  });
   TimerSet(kInformationTimer, kFirstLineMs);
   InstallKeyHandler();
   HotKeyStart();
