@@ -49,13 +49,17 @@ bool NameRecording(std::int64_t time, char const* fileNumber, char (&name)[kiv::
   return true;
 }
 
-// Calls one after the other in one second, and the hour that comes twice in autumn, must not meet in one file.
-void NameFreeRecording(char const* fileNumber, char (&name)[kiv::kTextSize], char (&path)[kiv::kTextSize]) {
+// Calls one after the other in one second, and the hour that comes twice in autumn, must not meet in one file: moves on
+// to the next second whose name is free. False when there is none, as with a folder so deep that every path is cut to
+// the same text.
+bool NameFreeRecording(char const* fileNumber, char (&name)[kiv::kTextSize], char (&path)[kiv::kTextSize]) {
   constexpr int kMostSeconds = 7200;
   const std::int64_t now = kiv::UnixTime();
   for (int later = 0; later < kMostSeconds; ++later) {
-    if (!NameRecording(now + later, fileNumber, name, path) || access(path, F_OK) != 0) return;
+    if (!NameRecording(now + later, fileNumber, name, path)) return false;
+    if (access(path, F_OK) != 0) return true;
   }
+  return false;
 }
 
 bool IsDiskLow(char const* folder) {
@@ -73,6 +77,8 @@ LKivEngine::LKivEngine(LALCListThread& queue) : toneInterval_(ToneInterval()), q
 LKivEngine::~LKivEngine() {
   player_.SetNotify(nullptr, 0);
   recorder_.SetNotify(nullptr, 0);
+  StopDevices();
+  HandOver();
 }
 
 void LKivEngine::SndStart() {
@@ -132,18 +138,21 @@ void LKivEngine::SndRecord() {
   toneInterval_ = ToneInterval();
 
   char name[kiv::kTextSize] = {};
-  NameFreeRecording(fileNumber_, name, recordingPath_);
+  const bool named = NameFreeRecording(fileNumber_, name, recordingPath_);
   LogFile("Recording ", name);
+  if (!named) return RefuseRecording();
   StartRecorder();
+}
+
+void LKivEngine::RefuseRecording() {
+  LogFile("Error: Unable to open recording: ", recordingPath_);
+  *recordingPath_ = '\0';
+  SndStop();
 }
 
 void LKivEngine::StartRecorder() {
   LSoundSink sink = LWaveFile::OpenSinkPCM(recordingPath_, kRecordingRateHz, 1, 16, 0);
-  if (sink.IsEmpty() || sink->Error() != kSinkGood) {
-    LogFile("Error: Unable to open recording: ", recordingPath_);
-    *recordingPath_ = '\0';
-    return SndStop();
-  }
+  if (sink.IsEmpty() || sink->Error() != kSinkGood) return RefuseRecording();
   if (IsDiskLow(gSettings.recordingsFolder)) LogFile("Warning: Low disk space");
   state_ = SndStateType::Recording;
   writeErrorLogged_ = false;
@@ -242,7 +251,7 @@ void LKivEngine::EvRecordComplete() {
     mode_ = RequestedMode::None;
     Post(kiv::Event(kiv::kEngineClass, kiv::kEngineDisconnected));
     if (kiv::GetSetting(kiv::kEndPrompt)) return PlayEndPrompt();
-  } else if (recorder_.CapturedFrames() == 0) {
+  } else if (recorder_.IsInputLost() && recorder_.CapturedFrames() == 0) {
     // A dead input would go on making empty files for ever.
     return EndCall("Error: Sound input stopped");
   }

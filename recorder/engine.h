@@ -8,9 +8,9 @@
 //
 //   Threads  main only.
 //   Errors   in the log: a missing prompt or music file, a recording that cannot be opened or written, an input that
-//   cannot
-//            be opened or stops delivering, an output that nobody hears. The call goes on where it can.
-//   Owns     its player and its recorder. A finished file is handed over once, with its header complete.
+//            cannot be opened or stops delivering, an output that nobody hears. The call goes on where it can.
+//   Owns     its player and its recorder. A finished file is handed over once, with its header complete; one that is
+//            still open when the engine goes, too.
 
 #include <cstdint>
 
@@ -83,6 +83,8 @@ class LKivEngine final : public LSoundPlayerNotify, public LSoundRecorderNotify 
   // Hands the open recording over, if there is one.
   void HandOver();
   void StartRecorder();
+  // Gives up a recording whose file cannot be made.
+  void RefuseRecording();
   void LogWriteError();
   void LogSilentOutput();
   void Post(kiv::Event event);

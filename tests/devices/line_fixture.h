@@ -3,6 +3,7 @@
 // A lock-step line as the sound system of a test, listeners that write down what they are told, and a plain model of
 // what the recorder does to what it hears.
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -125,12 +126,15 @@ inline std::int16_t NoiseAt(std::int64_t frame, std::int32_t channel) {
   return static_cast<std::int16_t>(static_cast<std::int32_t>(mixed >> 52) - 2048);
 }
 
-// Interleaved 16-bit frames as the recorder hands them on: 16 times the value, less a slowly moving mean.
+// Interleaved 16-bit frames as the recorder hands them on: 16 times the value, less a slowly moving mean. state, one
+// for each channel, zero at first, carries the mean from one piece to the next.
 inline std::vector<std::int32_t> WithoutOffset(const std::vector<std::int16_t>& input, std::int32_t channels,
-                                               std::int32_t rateHz) {
+                                               std::int32_t rateHz, std::int64_t* state = nullptr) {
   std::vector<std::int64_t> mean(static_cast<std::size_t>(channels), 0);
+  if (state != nullptr) std::copy(state, state + channels, mean.begin());
   const std::int64_t factor = 192000 / rateHz + 1;
   std::vector<std::int32_t> output;
+  output.reserve(input.size());
   for (std::size_t i = 0; i < input.size(); ++i) {
     std::int64_t& a = mean[i % mean.size()];
     std::int64_t shifted = a / 4096;
@@ -139,6 +143,7 @@ inline std::vector<std::int32_t> WithoutOffset(const std::vector<std::int16_t>& 
     a += sample * factor;
     output.push_back(static_cast<std::int32_t>(sample));
   }
+  if (state != nullptr) std::copy(mean.begin(), mean.end(), state);
   return output;
 }
 

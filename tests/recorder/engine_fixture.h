@@ -1,7 +1,11 @@
 #pragma once
 
+// The call engine on a lock-step line that carries noise, with a queue that keeps its list and never begins. Every
+// prompt is a constant of its own, so that it is known where it comes out.
+
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -12,89 +16,82 @@
 #include "recorder/engine_events.h"
 #include "recorder/setting_keys.h"
 #include "recorder/settings.h"
+#include "recorder/status_window.h"
 #include "tests/devices/line_fixture.h"
+#include "tests/recorder/watched_input.h"
 #include "tests/support/recorder_fixture.h"
 
 namespace kiv::test {
 
 inline constexpr std::int32_t kRate = 8000;
+inline constexpr std::int32_t kBlock = 800;
 
-// The call engine on a lock-step line, with a queue that keeps its list and never begins.
-class EngineFixture : public RecorderFixture {
+class EngineFixture : public RecorderFixture, private StatusText {
  protected:
-  EngineFixture() {
-    queue.SetListFilePath(DataPath("bgalc.dat").c_str());
-    queue.Shutdown();
-    services.clock = &line.line.WallClock();
-    for (const char* name : {"Start Prompt", "End Prompt", "On-Hold 1", "On-Hold 2", "On-Hold 3"})
-      MakePrompt(name, 1.0);
-    MakePrompt("Record Tone", 0.5);
-    const EventQueue::Handler note = [this](const Event& event) {
-      if (event.Kind() == kEngineDisconnected) ++disconnects;
-      if (event.Kind() == kEngineTime) {
-        times.push_back(event.Get<LSoundTime>(kEngineTimeParameter, kEngineTimeParameter).value());
-      }
-      if (event.Kind() == kEngineLevel) {
-        levels.push_back(event.Get<std::int32_t>(kEngineLevelParameter, kEngineLevelParameter).value());
-      }
-      return true;
-    };
-    for (const std::uint32_t kind : {kEngineTime, kEngineLevel, kEngineDisconnected}) {
-      handlers.push_back(EventQueue::Main().Install(kEngineClass, kind, note));
-    }
-    MakeEngine();
-  }
-  ~EngineFixture() override {
-    engine->SndStop();
-    engine.reset();
-    line.line.Settle();
-    for (const auto handler : handlers) EventQueue::Main().Remove(handler);
-  }
+  explicit EngineFixture(const SimulatedLine::Options& options = {.lockStep = true});
+  ~EngineFixture() override;
 
-  void MakeEngine() {
-    engine.reset();
-    engine = std::make_unique<LKivEngine>(queue);
-    engine->SetEventQueue(&EventQueue::Main());
-  }
-
-  void MakePrompt(const std::string& name, double seconds) {
-    const auto samples = Sine(1000, 100000, kRate, static_cast<std::int32_t>(seconds * kRate), 1);
-    LSoundSink sink = LWaveFile::OpenSinkPCM(DataPath(name + ".wav").c_str(), kRate, 1, 16, 0);
-    sink->Write(samples.data(), static_cast<std::int32_t>(samples.size()));
-  }
+  void MakeEngine();
+  // Writes the prompt's file; its 16-bit sample is kPrompts'.
+  void MakePrompt(const std::string& name, double seconds);
 
   void Start(RequestedMode mode) {
     engine->SetMode(mode);
     engine->SndStart();
   }
+  // Lets the prompt before and after the recording be.
+  void SetPrompts(bool start, bool end) {
+    SetSetting(kStartPrompt, start);
+    SetSetting(kEndPrompt, end);
+  }
   bool RunUntil(SndStateType state, std::int64_t limitMs = 20000) {
     return line.line.RunUntil([&] { return engine->State() == state; }, limitMs);
   }
+  // To that moment of line time, at which something must be going on.
+  void RunTo(std::int64_t ms) {
+    line.line.Run(ms - line.line.NowMs());
+    ASSERT_EQ(line.line.NowMs(), ms);
+  }
 
   // What has been handed over, in order.
-  std::vector<std::string> Queued() {
-    std::vector<std::string> paths;
-    const std::string bytes = ReadFile(DataPath("bgalc.dat"));
-    for (std::size_t at = 8; at + 260 <= bytes.size(); at += 260) paths.emplace_back(bytes.c_str() + at);
-    return paths;
-  }
-  static std::int32_t FramesOf(const std::string& path) {
-    const LSoundSource source = LWaveFile::OpenSource(path.c_str());
-    EXPECT_EQ(source->Error(), kSourceGood) << path;
-    return source->GetEndSample();
-  }
-  static bool IsFinished(const std::string& path) {
-    const std::string bytes = ReadFile(path);
-    return bytes.size() >= 46 && bytes.compare(42, 4, "\xff\xff\xff\xff") != 0;
-  }
+  std::vector<std::string> Queued() const;
+  // The same without folder and extension.
+  std::vector<std::string> QueuedNames() const;
+  static std::int32_t FramesOf(const std::string& path);
+  static bool IsFinished(const std::string& path);
+  // What the other end has heard, "NAME FROM-TO" each, in ms of line time.
+  std::vector<std::string> Heard() const;
 
-  InstalledLine line{MakeFunction(NoiseAt)};
+  // That the file holds exactly the whole blocks that were on the line from a capture's begin to its end, without
+  // what the line's stalls took.
+  void ExpectHoldsTheLine(const std::string& path, const Captured& capture,
+                          const std::vector<LineCore::Stretch>& stalls = {}) const;
+
+  struct Prompt {
+    const char* name;
+    std::int16_t sample;
+  };
+  static constexpr std::array<Prompt, 6> kPrompts{{{"Start Prompt", 1100},
+                                                   {"End Prompt", 1200},
+                                                   {"Record Tone", 1300},
+                                                   {"On-Hold 1", 1401},
+                                                   {"On-Hold 2", 1402},
+                                                   {"On-Hold 3", 1403}}};
+
+  InstalledLine line;
+  WatchedInput input{line.line};
   LALCListThread queue;
   std::unique_ptr<LKivEngine> engine;
-  std::vector<EventQueue::HandlerId> handlers;
   int disconnects = 0;
   std::vector<std::int32_t> times;
   std::vector<std::int32_t> levels;
+  std::vector<PlayedSound> played;
+
+ private:
+  // A line has been logged. Whatever is in the queue by then is complete.
+  void ShowStatus(const std::string& log) override;
+
+  std::vector<EventQueue::HandlerId> handlers_;
 };
 
 }  // namespace kiv::test

@@ -83,17 +83,23 @@ std::string RecorderFixture::RecordingPath(const std::string& name) const {
   return home.Path() + "/Kiv/Recordings/" + name;
 }
 
-std::vector<std::string> RecorderFixture::LogLines() const {
+std::vector<std::string> RecorderFixture::TimedLogLines() const {
   std::set<std::filesystem::path> files;
   for (const auto& entry : std::filesystem::directory_iterator(DataPath("Logs"))) files.insert(entry.path());
   std::vector<std::string> lines;
-  constexpr std::size_t kTimeLength = 9;
   for (const auto& file : files) {
     const std::string text = ReadFile(file);
     for (std::size_t begin = 0, end; (end = text.find('\r', begin)) != std::string::npos; begin = end + 1) {
-      lines.push_back(text.substr(begin + kTimeLength, end - begin - kTimeLength));
+      lines.push_back(text.substr(begin, end - begin));
     }
   }
+  return lines;
+}
+
+std::vector<std::string> RecorderFixture::LogLines() const {
+  constexpr std::size_t kTimeLength = 9;
+  std::vector<std::string> lines = TimedLogLines();
+  for (std::string& line : lines) line.erase(0, kTimeLength);
   return lines;
 }
 

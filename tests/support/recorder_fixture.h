@@ -28,7 +28,8 @@ class RecorderFixture : public testing::Test {
 
   std::string DataPath(const std::string& name) const;
   std::string RecordingPath(const std::string& name) const;
-  // All lines of all days' logs, without their times, one a text.
+  // All lines of all days' logs, one a text; LogLines without their times ("12:00:00 ").
+  std::vector<std::string> TimedLogLines() const;
   std::vector<std::string> LogLines() const;
 
   TemporaryFolder home;
