@@ -15,7 +15,9 @@
 #include "audio/processing/one_pole.h"
 #include "audio/processing/peak_limit.h"
 #include "audio/processing/read_ahead.h"
+#include "foundation/file.h"
 #include "foundation/fixed_point.h"
+#include "foundation/text.h"
 
 using kiv::WrapAdd32;
 
@@ -32,7 +34,7 @@ constexpr std::int32_t kSpareFrames = 64 * 1024;
 
 struct TemporaryPlace {
   std::mutex mutex;
-  std::string folder;  // Empty: the system's.
+  std::string folder;  // Empty: the default.
 };
 
 TemporaryPlace& Place() {
@@ -44,6 +46,9 @@ std::string TemporaryFolder() {
   TemporaryPlace& place = Place();
   const std::scoped_lock lock(place.mutex);
   if (!place.folder.empty()) return place.folder;
+  char dataFolder[kiv::kTextSize];
+  LFile::GetUserDataFolderApp(dataFolder);
+  if (access(dataFolder, W_OK | X_OK) == 0) return dataFolder;
   std::error_code error;
   const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
   return error ? "/tmp" : folder.string();

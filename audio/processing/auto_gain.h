@@ -52,8 +52,9 @@ class LDPAutoGain {
   // 0 to 1 over both passes.
   double Progress() const noexcept;
 
-  // Where objects made from now on put their temporary files; best the folder of the result. At first the
-  // system's folder for temporary files. They are hidden and never match "*.wav".
+  // Where objects made from now on put their temporary files; best the folder of the result. At first, and after an
+  // empty text, the program's data folder, where the next start looks for leftovers; without one the system's folder
+  // for temporary files. They are hidden and never match "*.wav".
   static void SetTemporaryFolder(const std::string& folder);
   // Removes temporary files that a crash left in the folder, and answers how many. Those in use stay.
   static int RemoveLeftovers(const std::string& folder);

@@ -11,8 +11,10 @@
 #include "audio/processing/auto_gain_source.h"
 #include "audio/processing/process_agc.h"
 #include "foundation/fixed_point.h"
+#include "platform/folders.h"
 #include "tests/audio/processing/chain_checks.h"
 #include "tests/reference/auto_gain_reference.h"
+#include "tests/support/services_override.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
@@ -347,6 +349,29 @@ TEST(LDPAutoGain, WithoutAPlaceForTemporaryFilesItFails) {
   EXPECT_TRUE(autoGain.Failed());
   EXPECT_FALSE(autoGain.TimeSlice());
   LDPAutoGain::SetTemporaryFolder("");
+}
+
+TEST(LDPAutoGain, TemporaryFilesLieInTheDataFolderUnlessToldOtherwise) {
+  struct Account : kiv::Folders {
+    std::optional<std::string> Home() override { return path; }
+    std::optional<std::string> Resources() override { return std::nullopt; }
+    std::string path;
+  } user;
+  const TemporaryFolder account;
+  user.path = account.Path();
+  const kiv::test::ServicesOverride restore;
+  kiv::services.folders = &user;
+  LDPAutoGain::SetTemporaryFolder("");
+  LSoundSource input = OpenMemory(Signal(1000, 5), 8000, 1);
+  LSoundSink output(new MemorySink(8000, 1));
+  {
+    const LDPAutoGain autoGain(input, output, false, 450, 2200, 2, -8, -9, -0.5, 2);
+    EXPECT_EQ(FilesIn(account.File("Kiv")), 2U);
+  }
+  EXPECT_EQ(FilesIn(account.File("Kiv")), 0U);
+  user.path = "/nonexistent/home";  // No data folder: the level control works all the same.
+  const LDPAutoGain autoGain(input, output, false, 450, 2200, 2, -8, -9, -0.5, 2);
+  EXPECT_FALSE(autoGain.Failed());
 }
 
 TEST(LDPAutoGain, TemporaryFilesLiveAsLongAsTheObject) {
