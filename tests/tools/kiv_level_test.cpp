@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 
 #include "audio/processing/process_agc.h"
 #include "audio/wave_file.h"
@@ -141,7 +142,15 @@ TEST(KivLevel, FullDiskLeavesTheOutputAlone) {
 
 TEST(KivLevel, SignalStopsItWithStatusOneAndWithoutTraces) {
   const TemporaryFolder folder;
-  WriteWave(folder.File("in.wav"), Tone(8000 * 600, 1), 1);
+  // Eight hours, nearly all of them a hole: work for far longer than any signal is on its way.
+  constexpr std::uintmax_t kFrames = 8 * 3600 * 8000;
+  WriteWave(folder.File("in.wav"), Tone(8000, 1), 1);
+  {
+    std::fstream header(folder.File("in.wav"), std::ios::in | std::ios::out | std::ios::binary);
+    header.seekp(42);
+    header.write("\xFF\xFF\xFF\xFF", 4);  // As much as there is.
+  }
+  std::filesystem::resize_file(folder.File("in.wav"), 46 + 2 * kFrames);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
     const Outcome run = KivLevel(folder, {folder.File("in.wav"), folder.File("out.wav")}, {.signalAtProgress = signal});
     EXPECT_EQ(run.status, 1);
