@@ -4,8 +4,10 @@
 // plays calls through this chain and the preferences their previews.
 //
 //   Order    file, high-pass, compressor, gain; each stage only where its setting asks for it, as stored at that
-//   moment. Text     a path is at most 259 bytes and a terminator. Threads  as every source: opened on one thread, read
-//   on one. Errors   a file that cannot be opened is logged, and the handle is in error.
+//            moment.
+//   Text     a path is at most 259 bytes and a terminator.
+//   Threads  as every source: opened on one thread, read on one.
+//   Errors   a file that cannot be opened is logged, and the handle is in error.
 
 #include "audio/sound_source.h"
 #include "foundation/text.h"

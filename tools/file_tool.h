@@ -3,9 +3,8 @@
 // The frame of a program that makes one sound file from another: TOOL IN OUT.
 //
 //   Safety   the result is written beside OUT under a hidden name and takes OUT's place when it is whole, so OUT is
-//   never
-//            half written, and stays as it was on every failure. OUT cannot be IN, nor anything but a file; behind a
-//            link the file is replaced, with its permissions kept.
+//            never half written, and stays as it was on every failure. OUT cannot be IN, nor anything but a file;
+//            behind a link the file is replaced, with its permissions kept.
 //   Output   --help on standard output; progress and errors on standard error.
 //   Signals  SIGINT, SIGTERM and SIGHUP stop the work.
 //   Threads  one.

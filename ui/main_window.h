@@ -6,7 +6,9 @@
 //            InitDialog, and only then the window is shown. After the loop: hidden, DestroyDialog (only if InitDialog
 //            was called), window gone.
 //   Quit     the command 'quit', the close box, SIGTERM, SIGINT, SIGHUP and the end of the desktop session ask
-//   CmCancel. Threads  main. Errors   none is shown. Without the resources folder Run returns at once.
+//            CmCancel.
+//   Threads  main.
+//   Errors   none is shown. Without the resources folder Run returns at once.
 
 #include <cstdint>
 
