@@ -4,6 +4,7 @@
 #include <QAbstractSlider>
 #include <QDialogButtonBox>
 #include <QFile>
+#include <QIcon>
 #include <QPushButton>
 #include <QUiLoader>
 #include <map>
@@ -82,6 +83,8 @@ void FillButtonBox(QDialogButtonBox& box) {
       continue;
     }
     button->setProperty("command", text);
+    // A theme's icon stays. The toolkit's own drawings hardly show on dark windows and say no more than the words.
+    if (button->icon().name().isEmpty()) button->setIcon(QIcon());
   }
 }
 
