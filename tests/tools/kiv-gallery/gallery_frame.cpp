@@ -3,12 +3,12 @@
 #include <cmath>
 #include <cstdio>
 
-#include "platform/services.h"
 #include "recorder/status_window.h"
 #include "ui/help.h"
 #include "ui/key_codes.h"
 #include "ui/message_box.h"
 #include "ui/progress_dialog.h"
+#include "ui/settings_dialog.h"
 #include "ui/text_edit_dialog.h"
 #include "ui/web_page.h"
 #include "ui/window.h"
@@ -180,7 +180,7 @@ void GalleryFrame::Command(std::uint32_t id) {
       PretendedWork().Open(window_);
       break;
     case FourCC("pref"):
-      GalleryPreferences().Open(window_, "Preferences");
+      SetDlg().Open(window_, "Preferences");
       break;
     case FourCC("ihom"):
       OpenOskWebPage("kiv/index");
@@ -196,34 +196,6 @@ void GalleryFrame::Command(std::uint32_t id) {
     default:
       break;
   }
-}
-
-void GalleryPreferences::Fill(WindowRef window) {
-  window_ = window;
-  InitDialog();
-  EnableControls();
-}
-
-void GalleryPreferences::InitDialog() {
-  tabs_.Install(window_, GetControl(80));
-  for (const int id : {1107, 1110, 2101, 2107, 2104, 2111}) SetValue(id, 1);
-  SetText(1102, "Enter file number");
-  SetText(2106, "15");
-  SetText(2110, "30");
-  SetText(3109, "0");
-  SetValue(3108, 50);
-  SetValue(3110, 100);
-  ShowControl(GetControl(190), services.hotKeys == nullptr || !services.hotKeys->Available());
-}
-
-void GalleryPreferences::EnableControls() {
-  EnableControl(1102, GetValue(1101) == 1);
-  EnableControlRange(1108, 1109, GetValue(1104) == 1);
-  EnableControlRange(2102, 2103, GetValue(2101) == 1);
-  EnableControlRange(2105, 2106, GetValue(2104) == 1);
-  EnableControlRange(2108, 2109, GetValue(2107) == 1);
-  SetText(191, GetValue(3108) == 100 ? "Stores +8 dB" : "Stores -8 dB");
-  SetText(192, GetValue(3110) == 100 ? "Stores 0 dB" : "Stores -16 dB");
 }
 
 }  // namespace kiv

@@ -8,7 +8,6 @@
 #include "ui/level_display.h"
 #include "ui/main_window.h"
 #include "ui/status_text.h"
-#include "ui/tab_view.h"
 #include "ui/timers.h"
 #include "ui/toolbar.h"
 
@@ -41,18 +40,6 @@ class GalleryFrame : public LMainWindow, public LToolBar, public LTimers, public
   Mode mode_ = kIdle;
   bool still_ = false;
   int ticks_ = 0;
-};
-
-// The preferences as they look on a fresh account; closing them stores nothing.
-class GalleryPreferences : public LDialog {
- public:
-  void InitDialog() override;
-  void EnableControls() override;
-  // Fills the controls of a window that is not run.
-  void Fill(WindowRef window);
-
- private:
-  LTabView tabs_;
 };
 
 }  // namespace kiv

@@ -70,7 +70,8 @@ int main(int argc, char** argv) {
     QApplication::setFont(font);
   }
 
-  // What it logs is shown and not kept.
+  // What it logs is shown and not kept. Without a settings file and a preference store the preferences are those of a
+  // fresh account, and closing them stores nothing.
   tstrmcpy(gSettings.logsFolder, "/dev/null");
 
   GalleryFolders folders;

@@ -11,6 +11,7 @@
 #include "ui/help.h"
 #include "ui/message_box.h"
 #include "ui/progress_dialog.h"
+#include "ui/settings_dialog.h"
 #include "ui/text_edit_dialog.h"
 #include "ui/toolkit_window.h"
 #include "ui/window.h"
@@ -81,19 +82,17 @@ bool TakeScreenshots(const QString& folder, const QString& suffix) {
   text.Open(frame.Window());
   StillProgress(camera).Open(frame.Window());
 
-  const WindowRef preferences = CreateWindowFromInterface("Preferences");
-  {
-    GalleryPreferences filler;
-    filler.Fill(preferences);
-    ShowWindow(preferences);
+  SetDlg preferences;
+  QTimer::singleShot(0, qApp, [&] {
     const char* const pages[] = {"preferences-call", "preferences-prompts", "preferences-on-hold",
                                  "preferences-recordings", "preferences-sound"};
     for (int page = 0; page < 5; ++page) {
-      SetControlValue(GetControlByID(preferences, 80), page + 1);
-      camera.Take(preferences, pages[page]);
+      preferences.SetValue(80, page + 1);
+      camera.Take(preferences.Window(), pages[page]);
     }
-  }
-  DisposeWindow(preferences);
+    preferences.Close();
+  });
+  preferences.Open(frame.Window(), "Preferences");
 
   QTimer::singleShot(0, qApp, [&] {
     camera.Take(QApplication::activeModalWidget(), "message");
