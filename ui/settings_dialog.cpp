@@ -7,9 +7,12 @@
 #include "foundation/text.h"
 #include "platform/hot_keys.h"
 #include "platform/services.h"
+#include "recorder/activity_log.h"
 #include "recorder/prompt_chain.h"
+#include "recorder/prompt_files.h"
 #include "recorder/setting_keys.h"
 #include "ui/message_box.h"
+#include "ui/progress_dialog.h"
 #include "ui/window.h"
 
 namespace {
@@ -227,9 +230,15 @@ void SetDlg::Load(char const* path) {
   kiv::GetSetting(kiv::kWavImportDir, before);
   char chosen[kiv::kTextSize];
   if (!LFile::BrowseReadFilePath(window_, chosen, "Load Recording", before)) return;
-  // The file itself, not its folder; a panel opens in the folder of such a place.
+  // The file itself, not its folder: a panel opens in the folder of such a place.
   kiv::SetSetting(kiv::kWavImportDir, chosen);
-  static_cast<void>(path);
+  const kiv::PromptImport import = kiv::ImportPrompt(chosen, path, [this](LPRSourceToSink& job) {
+    LProcessDialog<LPRSourceToSink> progress("Loading Audio File", &job);
+    progress.Open(window_);
+    return progress.processResult;
+  });
+  // A file that is no sound is passed over without a word; a disk that is full is not.
+  if (import == kiv::PromptImport::Failed) LogFile("Error: Unable to write prompt: ", path);
 }
 
 void SetDlg::BrowseCopyFolder() {

@@ -5,11 +5,12 @@
 //   Values   read when the window opens and stored when it closes, whichever way: there is nothing to take back. A
 //            loaded file replaces its prompt at once.
 //   Preview  as a call would play it, with the sound settings that are stored; a slider is heard after the window has
-//            been closed. Ends with the next preview, a load, or the window.
+//            been closed. Ends with the next preview or with the window; a load meanwhile does not change it.
 //   Text     UTF-8; a path holds at most 259 bytes. Numbers count up to their first character that is no digit.
 //   Threads  main; a preview has the player's thread.
 //   Errors   an empty copy folder while copying is on: one message, and it is stored all the same. A missing prompt: in
-//            the log. A chosen file that is no sound: nothing happens.
+//            the log. A chosen file that is no sound: nothing happens. A prompt that cannot be written: in the log, and
+//            the old one stays.
 
 #include <cstdint>
 
