@@ -10,6 +10,7 @@
 #include "recorder/activity_log.h"
 #include "recorder/engine_events.h"
 #include "recorder/prompt_files.h"
+#include "recorder/recover_recordings.h"
 #include "recorder/setting_keys.h"
 #include "recorder/settings.h"
 #include "ui/command_id.h"
@@ -106,6 +107,7 @@ void MainDialog::InitDialog() {
   tstrmcpy(list, gSettings.dataFolder);
   LFile::_FilePathCat(list, "bgalc.dat");
   queue_.SetListFilePath(list);
+  kiv::RecoverRecordings(queue_);
   kiv::ExtractMissingPrompts([this](LFileExtractorProcess& job) {
     LProcessDialog<LFileExtractorProcess> dialog("Extracting Files", &job);
     dialog.Open(window_);

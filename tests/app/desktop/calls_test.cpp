@@ -276,6 +276,30 @@ TEST_F(CallOnTheDesktop, EndedInTheMiddleIsFinishedAndWorkedOffAtTheNextStart) {
   EXPECT_GE(FramesOf(recordings[0]), 8000);
 }
 
+TEST_F(CallOnTheDesktop, KilledInTheMiddleIsRecoveredAtTheNextStart) {
+  home_.SetPreference("AutoLevelControl", "0");
+  StartProgram();
+  Key("F5");
+  WaitForRecording(1, 1);
+  program_->Signal(SIGKILL);
+  ASSERT_EQ(program_->WaitForEnd(), 1000 + SIGKILL);
+  const auto recordings = home_.Recordings();
+  ASSERT_EQ(recordings.size(), 1U);
+  const std::string before = ReadFile(recordings[0]);
+  EXPECT_EQ(before.substr(42, 4), "\xff\xff\xff\xff");
+  EXPECT_THAT(home_.Queued(), IsEmpty());
+
+  StartProgram();
+  WaitForLog("Recovered recording: " + std::filesystem::path(recordings[0]).stem().string());
+  WaitForQueue();
+  EndProgram();
+  // Every sample that was there, and a header that knows them.
+  const std::string after = ReadFile(recordings[0]);
+  EXPECT_EQ(after.substr(46), before.substr(46));
+  EXPECT_EQ(FramesOf(recordings[0]), static_cast<std::int32_t>((before.size() - 46) / 2));
+  EXPECT_NE(after.substr(42, 4), "\xff\xff\xff\xff");
+}
+
 TEST_F(CallOnTheDesktop, AMissingStartPromptMeansNoRecording) {
   StartProgram();
   std::filesystem::remove(home_.DataPath("Start Prompt.wav"));
