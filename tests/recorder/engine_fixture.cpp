@@ -6,6 +6,8 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/support/queued_recordings.h"
+
 namespace kiv::test {
 
 EngineFixture::EngineFixture(const SimulatedLine::Options& options) : line(MakeFunction(NoiseAt), options) {
@@ -59,10 +61,7 @@ void EngineFixture::MakePrompt(const std::string& name, double seconds) {
 }
 
 std::vector<std::string> EngineFixture::Queued() const {
-  std::vector<std::string> paths;
-  const std::string bytes = ReadFile(DataPath("bgalc.dat"));
-  for (std::size_t at = 8; at + 260 <= bytes.size(); at += 260) paths.emplace_back(bytes.c_str() + at);
-  return paths;
+  return QueuedRecordings(DataPath("bgalc.dat"));
 }
 
 std::vector<std::string> EngineFixture::QueuedNames() const {

@@ -8,6 +8,7 @@
 #include <set>
 
 #include "tests/recorder/engine_fixture.h"
+#include "tests/support/watched_output.h"
 
 namespace {
 
@@ -15,21 +16,6 @@ namespace fs = std::filesystem;
 using kiv::test::Captured;
 using kiv::test::kBlock;
 using kiv::test::kRate;
-
-// Notes, when a channel is opened, what the engine was playing and what the log said last.
-class WatchedOutput final : public kiv::SoundOutput {
- public:
-  explicit WatchedOutput(kiv::SoundOutput& output) : output_(output) {}
-  std::unique_ptr<kiv::SoundChannel> OpenChannel(const kiv::ChannelRequest& request) override {
-    opened();
-    return output_.OpenChannel(request);
-  }
-  kiv::WaitClock* Waits() override { return output_.Waits(); }
-  std::function<void()> opened;
-
- private:
-  kiv::SoundOutput& output_;
-};
 
 // One call. Not run by the framework, which makes one object for each of its tests.
 class RandomCall : public kiv::test::EngineFixture {
@@ -232,7 +218,7 @@ class RandomCall : public kiv::test::EngineFixture {
   }
 
   kiv::test::Random random_;
-  WatchedOutput output_;
+  kiv::test::WatchedOutput output_;
   kiv::LineCore::Stretches stalls_;
   std::size_t checkedCaptures_ = 0;
   std::int64_t recordedFrames_ = 0;

@@ -3,19 +3,17 @@
 #include <atomic>
 #include <ctime>
 #include <filesystem>
-#include <map>
-#include <mutex>
 #include <optional>
 #include <set>
 
 #include "platform/clock.h"
 #include "platform/folders.h"
-#include "platform/preference_store.h"
 #include "recorder/settings.h"
+#include "tests/support/memory_preferences.h"
 
 namespace kiv::test {
 
-struct RecorderFixture::Account : Folders, Clock, PreferenceStore {
+struct RecorderFixture::Account : Folders, Clock, MemoryPreferences {
   explicit Account(std::string path) : home(std::move(path)) {}
 
   std::optional<std::string> Home() override { return home; }
@@ -23,22 +21,9 @@ struct RecorderFixture::Account : Folders, Clock, PreferenceStore {
 
   std::int64_t UnixMilliseconds() override { return now; }
 
-  std::optional<std::string> Get(const std::string& name) override {
-    const std::lock_guard lock(mutex);
-    const auto found = values.find(name);
-    return found == values.end() ? std::nullopt : std::optional(found->second);
-  }
-  void Set(const std::string& name, const std::string& value) override {
-    const std::lock_guard lock(mutex);
-    values[name] = value;
-  }
-  void Synchronize() override {}
-
   const std::string home;
   std::optional<std::string> resources;
   std::atomic<std::int64_t> now = std::int64_t{std::time(nullptr)} * 1000;
-  std::mutex mutex;
-  std::map<std::string, std::string> values;
 };
 
 RecorderFixture::RecorderFixture() : account_(std::make_unique<Account>(home.Path())), before_(services) {
