@@ -22,6 +22,11 @@ bool Refuse(const std::string& path, const char* reason) {
 bool SoundSystem::Open(const Options& options) {
   if (options.linePath.empty()) {
     server_ = std::make_unique<PulseServer>();
+    {
+      // The server answers while the toolkit starts; the engine will ask for the sound input before the window shows.
+      const PulseServer::Lock lock(*server_);
+      server_->Prepare();
+    }
     input_ = std::make_unique<PulseInput>(*server_);
     output_ = std::make_unique<PulseOutput>(*server_);
     services.soundInput = input_.get();

@@ -59,11 +59,14 @@ void PulseServer::Remove(Client& client) {
   clients_.erase(std::remove(clients_.begin(), clients_.end(), &client), clients_.end());
 }
 
+void PulseServer::Prepare() {
+  if (context_ != nullptr && !dead_) return;
+  DropContext();
+  BeginConnecting();
+}
+
 bool PulseServer::Connect() {
-  if (context_ == nullptr || dead_) {
-    DropContext();
-    BeginConnecting();
-  }
+  Prepare();
   WaitUntil([this] { return ready_ || dead_; }, kConnectLimitMs);
   return ready_;
 }

@@ -66,6 +66,8 @@ class PulseServer {
   void Add(Client& client);
   void Remove(Client& client);
 
+  // Not on the event thread. Begins to connect and does not wait, so that a later Connect finds it done.
+  void Prepare();
   // Not on the event thread. True when connected, at the latest after kConnectLimitMs.
   bool Connect();
 

@@ -17,8 +17,8 @@
 #include "recorder/engine_events.h"
 #include "recorder/settings.h"
 #include "tests/recorder/engine_fixture.h"
+#include "tests/ui/main_dialog_window.h"
 #include "tests/ui/ui_environment.h"
-#include "ui/application_loop.h"
 #include "ui/command_id.h"
 #include "ui/controls.h"
 #include "ui/help.h"
@@ -34,36 +34,13 @@ using kiv::FourCC;
 using kiv::kVirtualKeyF5;
 using kiv::kVirtualKeyF7;
 using kiv::kVirtualKeyF8;
+using Program = kiv::test::MainDialogWindow;
 using kiv::test::WhenLoopRuns;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
-
-// The window as Run makes it, without the loop.
-class Program : public MainDialog {
- public:
-  using MainDialog::MainDialog;
-  void Begin() {
-    window_ = kiv::CreateWindowFromInterface("MainWindow");
-    kiv::SetMenuBarFromInterface(window_, "MenuBar");
-    kiv::InstallWindowHandler(window_, _winEventHandler, this, {{kEventClassWindow, kEventWindowClose}});
-    kiv::InstallApplicationHandler(_appEventHandler, this, {{kEventClassCommand, kEventCommandProcess}});
-    initialised_ = 1;
-    InitDialog();
-    kiv::ShowWindow(window_);
-  }
-  void End() {
-    if (window_ == nullptr) return;
-    kiv::HideWindow(window_);
-    DestroyDialog();
-    kiv::RemoveApplicationHandler(_appEventHandler, this);
-    kiv::DisposeWindow(window_);
-    window_ = nullptr;
-  }
-  ~Program() override { End(); }
-};
 
 // What the three ways to tell a state say.
 struct Look {

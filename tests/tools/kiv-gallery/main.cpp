@@ -1,36 +1,26 @@
-// Shows every window and control of the program in each of its states, without recording anything.
+// Shows every window and control of the program in each of its states, on an account of its own and a simulated line:
+// nothing of it stays.
 //
-//   kiv-gallery [--dark] [--mirrored] [--large]        the main window; its commands lead to the others
+//   kiv-gallery [--dark] [--mirrored] [--large]        the program; its commands lead to the other windows
 //   kiv-gallery ... --screenshot FOLDER SUFFIX         pictures of everything, then the end
-//   kiv-gallery --first-paint STARTED_NS               ms from that moment to the first paint and resident KB
 
 #include <QApplication>
+#include <QFont>
 #include <QPalette>
 #include <QStyleFactory>
-#include <memory>
 
-#include "foundation/text.h"
-#include "platform/folders.h"
 #include "platform/qt/application_badge.h"
 #include "platform/qt/file_panels.h"
 #include "platform/qt/opener.h"
 #include "platform/services.h"
 #include "platform/x11/x11_hot_keys.h"
-#include "recorder/settings.h"
-#include "tests/tools/kiv-gallery/first_paint.h"
-#include "tests/tools/kiv-gallery/gallery_frame.h"
+#include "tests/tools/kiv-gallery/gallery_account.h"
 #include "tests/tools/kiv-gallery/screenshots.h"
 #include "ui/level_display.h"
+#include "ui/main_dialog.h"
 #include "ui/resources.h"
-#include "ui/window.h"
 
 namespace {
-
-class GalleryFolders : public kiv::Folders {
- public:
-  std::optional<std::string> Home() override { return std::nullopt; }
-  std::optional<std::string> Resources() override { return KIV_RESOURCES_FOLDER; }
-};
 
 QPalette DarkPalette() {
   QPalette palette(QColor(48, 50, 54), QColor(37, 39, 42));
@@ -70,12 +60,8 @@ int main(int argc, char** argv) {
     QApplication::setFont(font);
   }
 
-  // What it logs is shown and not kept. Without a settings file and a preference store the preferences are those of a
-  // fresh account, and closing them stores nothing.
-  tstrmcpy(gSettings.logsFolder, "/dev/null");
-
-  GalleryFolders folders;
-  kiv::services.folders = &folders;
+  const auto screenshot = arguments.indexOf("--screenshot");
+  kiv::GalleryAccount account(screenshot >= 0);
   kiv::QtFilePanels panels;
   kiv::services.filePanels = &panels;
   kiv::QtOpener opener;
@@ -86,18 +72,10 @@ int main(int argc, char** argv) {
   kiv::services.badge = &badge;
   LDBDisplay::GlobalInit();
 
-  const auto screenshot = arguments.indexOf("--screenshot");
   if (screenshot >= 0) {
     if (screenshot + 2 >= arguments.size()) return 2;
-    return kiv::TakeScreenshots(arguments[screenshot + 1], arguments[screenshot + 2]) ? 0 : 1;
+    return kiv::TakeScreenshots(account.Line(), arguments[screenshot + 1], arguments[screenshot + 2]) ? 0 : 1;
   }
-  std::unique_ptr<kiv::FirstPaint> firstPaint;
-  const auto first = arguments.indexOf("--first-paint");
-  if (first >= 0) {
-    if (first + 1 >= arguments.size()) return 2;
-    firstPaint = std::make_unique<kiv::FirstPaint>(arguments[first + 1].toLongLong());
-  }
-  kiv::GalleryFrame frame;
-  frame.Run();
+  MainDialog().Run();
   return 0;
 }

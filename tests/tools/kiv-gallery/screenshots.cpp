@@ -7,7 +7,7 @@
 #include <QTimer>
 #include <QWidget>
 
-#include "tests/tools/kiv-gallery/gallery_frame.h"
+#include "tests/ui/main_dialog_window.h"
 #include "ui/help.h"
 #include "ui/message_box.h"
 #include "ui/progress_dialog.h"
@@ -41,6 +41,12 @@ class Camera {
   bool good_ = true;
 };
 
+// Numbers of the hot keys.
+constexpr std::uint32_t kRecordKey = 0;
+constexpr std::uint32_t kHoldKey = 2;
+constexpr std::int64_t kCallMs = 462300;
+constexpr std::int64_t kHoldMs = 83000;
+
 class StillProgress : public LProgressDialog {
  public:
   explicit StillProgress(Camera& camera) : LProgressDialog("Extracting Files"), camera_(camera) {}
@@ -59,19 +65,26 @@ class StillProgress : public LProgressDialog {
 
 }  // namespace
 
-bool TakeScreenshots(const QString& folder, const QString& suffix) {
+bool TakeScreenshots(SimulatedLine& line, const QString& folder, const QString& suffix) {
   if (!QDir().mkpath(folder)) return false;
   Camera camera(folder, suffix);
 
-  GalleryFrame frame;
-  frame.SetStill(true);
-  frame.MakeWindow();
-  ShowWindow(frame.Window());
-  camera.Take(frame.Window(), "main-idle");
-  frame.SetMode(GalleryFrame::kRecording);
-  camera.Take(frame.Window(), "main-recording");
-  frame.SetMode(GalleryFrame::kOnHold);
-  camera.Take(frame.Window(), "main-on-hold");
+  // Recordings stay in its list: no line of the log comes from a worker at its own time.
+  LALCListThread queue;
+  queue.Shutdown();
+  test::MainDialogWindow dialog(queue);
+  dialog.Begin();
+  dialog.EnableControls();
+  dialog.EvTimer(MainDialog::kInformationTimer);
+  camera.Take(dialog.Window(), "main-idle");
+  dialog.EvHotKey(kRecordKey);
+  bool good = line.RunUntil([&] { return dialog.State() == SndStateType::Recording; }, 10000);
+  line.Run(kCallMs);
+  camera.Take(dialog.Window(), "main-recording");
+  dialog.EvHotKey(kHoldKey);
+  good = line.RunUntil([&] { return dialog.State() == SndStateType::OnHold; }, 10000) && good;
+  line.Run(kHoldMs);
+  camera.Take(dialog.Window(), "main-on-hold");
 
   char entry[260] = "1203";
   LTextEditDlg text(entry, "Enter file number");
@@ -79,8 +92,8 @@ bool TakeScreenshots(const QString& folder, const QString& suffix) {
     camera.Take(text.Window(), "text-entry");
     text.Close();
   });
-  text.Open(frame.Window());
-  StillProgress(camera).Open(frame.Window());
+  text.Open(dialog.Window());
+  StillProgress(camera).Open(dialog.Window());
 
   SetDlg preferences;
   QTimer::singleShot(0, qApp, [&] {
@@ -92,7 +105,7 @@ bool TakeScreenshots(const QString& folder, const QString& suffix) {
     }
     preferences.Close();
   });
-  preferences.Open(frame.Window(), "Preferences");
+  preferences.Open(dialog.Window(), "Preferences");
 
   QTimer::singleShot(0, qApp, [&] {
     camera.Take(QApplication::activeModalWidget(), "message");
@@ -112,8 +125,9 @@ bool TakeScreenshots(const QString& folder, const QString& suffix) {
     if (window->isVisible() && window->windowTitle() == "Kiv Recorder Help") camera.Take(window, "help");
   }
   CloseHelp();
-  frame.EndWindow();
-  return camera.Good();
+  dialog.End();
+  line.Settle();
+  return good && camera.Good();
 }
 
 }  // namespace kiv
