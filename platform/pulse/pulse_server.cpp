@@ -3,6 +3,12 @@
 #include <algorithm>
 
 namespace kiv {
+namespace {
+
+// A timer that fires so late has been held up with everything else.
+constexpr pa_usec_t kStoodStill = 100 * PA_USEC_PER_MSEC;
+
+}  // namespace
 
 void PulseServer::Timer::Set(int afterMs) {
   const pa_usec_t at = pa_rtclock_now() + static_cast<pa_usec_t>(afterMs) * PA_USEC_PER_MSEC;
@@ -73,11 +79,22 @@ bool PulseServer::Connect() {
 
 bool PulseServer::WaitUntil(const std::function<bool()>& done, int limitMs) {
   bool timeIsUp = false;
+  pa_usec_t due = 0;
+  std::function<void(int)> wait;
   Timer limit(*this, [&] {
+    // We have stood still, and the answer may be there, unread: that time does not count.
+    if (pa_rtclock_now() - due > kStoodStill) {
+      wait(kRetryMs);
+      return;
+    }
     timeIsUp = true;
     Signal();
   });
-  limit.Set(limitMs);
+  wait = [&](int forMs) {
+    due = pa_rtclock_now() + static_cast<pa_usec_t>(forMs) * PA_USEC_PER_MSEC;
+    limit.Set(forMs);
+  };
+  wait(limitMs);
   while (!done() && !timeIsUp) pa_threaded_mainloop_wait(loop_);
   return done();
 }

@@ -74,7 +74,8 @@ class PulseServer {
   // The connection; null unless it stands.
   pa_context* Context() const noexcept { return ready_ ? context_ : nullptr; }
 
-  // Not on the event thread: lets it run until done answers true, or the time is up (false).
+  // Not on the event thread: lets it run until done answers true, or the time is up (false). Time in which the whole
+  // machine stood still does not count.
   bool WaitUntil(const std::function<bool()>& done, int limitMs);
   // Lets waiting threads look again.
   void Signal() { pa_threaded_mainloop_signal(loop_, 0); }
