@@ -4,9 +4,9 @@
 #include <atomic>
 #include <chrono>
 #include <iostream>
-#include <thread>
 
 #include "tests/devices/line_fixture.h"
+#include "tests/devices/stalled_sink.h"
 
 namespace {
 
@@ -18,13 +18,13 @@ using kiv::test::HeldSink;
 using kiv::test::InstalledLine;
 using kiv::test::kNeverPause;
 using kiv::test::kNoLimit;
-using kiv::test::MemorySink;
 using kiv::test::Noise;
 using kiv::test::NoiseAt;
 using kiv::test::OpenMemory;
 using kiv::test::PlayerLog;
 using kiv::test::RecordedNoise;
 using kiv::test::RecorderLog;
+using kiv::test::StalledSink;
 using std::chrono::steady_clock;
 
 // Runs the main queue until done() or the time is over.
@@ -50,20 +50,6 @@ struct MarkedNoise {
       return NoiseAt(frame, channel);
     });
   }
-};
-
-class StalledSink : public MemorySink {
- public:
-  explicit StalledSink(std::chrono::milliseconds stall) : MemorySink(8000, 1), stall_(stall) {}
-  void Write(std::int32_t const* buffer, std::int32_t frames) override {
-    if (Position() == 8000) std::this_thread::sleep_for(stall_);
-    MemorySink::Write(buffer, frames);
-    written = Position();
-  }
-  std::atomic<std::int32_t> written{0};
-
- private:
-  std::chrono::milliseconds stall_;
 };
 
 TEST(RealTimeLine, DiskThatStallsForEightSecondsLosesNoFrame) {

@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <numbers>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,9 @@
 #include "platform/pulse/pulse_input.h"
 #include "platform/pulse/pulse_output.h"
 #include "platform/services.h"
+#include "tests/devices/stalled_sink.h"
+#include "tests/platform/pulse/monitor_ear.h"
+#include "tests/support/stall_watch.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/test_signals.h"
 
@@ -31,6 +35,8 @@ class SoundServerFixture : public testing::TestWithParam<const char*> {
  protected:
   using SteadyClock = std::chrono::steady_clock;
   static constexpr std::int32_t kRate = 8000;
+  // For whatever must happen at some time.
+  static constexpr std::chrono::seconds kLimit{30};
 
   void SetUp() override { StartServer(); }
 
@@ -40,7 +46,7 @@ class SoundServerFixture : public testing::TestWithParam<const char*> {
     services = before_;
     output_.reset();
     input_.reset();
-    server_.reset();
+    server.reset();
     Script("stop '" + folder.Path() + "'");
   }
 
@@ -56,9 +62,9 @@ class SoundServerFixture : public testing::TestWithParam<const char*> {
 
   // Recorder and player on the server, or on none where there is none.
   void OpenDevices() {
-    server_ = std::make_unique<PulseServer>();
-    input_ = std::make_unique<PulseInput>(*server_);
-    output_ = std::make_unique<PulseOutput>(*server_);
+    server = std::make_unique<PulseServer>();
+    input_ = std::make_unique<PulseInput>(*server);
+    output_ = std::make_unique<PulseOutput>(*server);
     services.soundInput = input_.get();
     services.soundOutput = output_.get();
     recorder = std::make_unique<LSoundRecorder>();
@@ -67,8 +73,9 @@ class SoundServerFixture : public testing::TestWithParam<const char*> {
     player->SetNotify(&heard, 2);
   }
 
-  bool Record() {
-    memory_ = new MemorySink(kRate, 1);
+  // Into a sink that may stand still for a while when it has a second of sound.
+  bool Record(std::chrono::milliseconds stall = std::chrono::milliseconds(0)) {
+    memory_ = new StalledSink(stall);
     sink_ = LSoundSink(memory_);
     return recorder->Start(sink_, 0, -127, 216000000);
   }
@@ -96,6 +103,43 @@ class SoundServerFixture : public testing::TestWithParam<const char*> {
   void RunFor(std::chrono::milliseconds time) {
     const auto end = SteadyClock::now() + time;
     RunUntil([&] { return SteadyClock::now() >= end; }, time + std::chrono::seconds(5));
+  }
+
+  // Records until there is so much of it. Once more where the machine has stood still for so long that the recorder
+  // gave the input up.
+  void RecordUntil(std::int32_t ms, std::chrono::milliseconds stall = std::chrono::milliseconds(0)) {
+    for (int attempt = 1; attempt <= 5; ++attempt) {
+      const auto stoodStill = stalls.StoodStill();
+      heard = {};
+      ASSERT_TRUE(Record(stall));
+      ASSERT_TRUE(RunUntil([&] { return heard.recorderStops > 0 || heard.recordedMs >= ms; }, kLimit));
+      if (heard.recorderStops == 0) return;
+      ASSERT_GE(stalls.StoodStill() - stoodStill, std::chrono::milliseconds(20)) << "nothing came from the input";
+    }
+    FAIL() << "nothing came from the input";
+  }
+
+  static double MsSince(SteadyClock::time_point begin) {
+    return std::chrono::duration<double, std::milli>(SteadyClock::now() - begin).count();
+  }
+  // How far a time that has been told may be off: what servers and reports take, and what the machine has stood still.
+  double ToleranceMs() const { return 350 + static_cast<double>(stalls.StoodStill().count()); }
+
+  // The input was away for a moment after begin, when a recording that goes on had heard.recordedMs of before: it has
+  // gone on, with the file true to the clock. Where the machine took longer than the recorder waits for an input it has
+  // ended itself. Either way nothing of before is lost.
+  void ExpectTrueToTheClockOrEnded(SteadyClock::time_point begin, std::int32_t before) {
+    ASSERT_TRUE(RunUntil([&] { return heard.recorderStops > 0 || heard.recordedMs > before + 2000; }, kLimit));
+    const double passedMs = MsSince(begin);
+    if (heard.recorderStops == 0) {
+      EXPECT_NEAR(heard.recordedMs - before, passedMs, ToleranceMs());
+      recorder->Stop();
+      EXPECT_EQ(recorder->LostInputFrames(), 0);
+    } else {
+      EXPECT_GE(passedMs, 3000 - ToleranceMs()) << "given up too early";
+      EXPECT_TRUE(recorder->IsInputLost());
+    }
+    EXPECT_GE(Recorded().size(), static_cast<std::size_t>(before) * kRate / 1000);
   }
 
   static int Pactl(const std::string& command) { return std::system(("pactl " + command + " >/dev/null").c_str()); }
@@ -159,8 +203,57 @@ class SoundServerFixture : public testing::TestWithParam<const char*> {
     return worst;
   }
 
+  // For each position that the player has told: how many ms ago the ear had heard it. The play is what the ear has
+  // heard from that frame on.
+  std::vector<double> NoticeDelaysMs(MonitorEar& ear, std::size_t fromFrame = 0) const {
+    const std::vector<std::int16_t> samples = ear.Samples();
+    std::size_t begin = fromFrame;
+    while (begin < samples.size() && samples[begin] == 0) ++begin;
+    std::vector<double> delaysMs;
+    for (const auto& report : heard.reports) {
+      if (report.ms == 0) continue;
+      const auto arrival = ear.ArrivalOf(begin + static_cast<std::size_t>(report.ms) * kRate / 1000);
+      delaysMs.push_back(std::chrono::duration<double, std::milli>(report.when - arrival).count());
+    }
+    return delaysMs;
+  }
+
+  // How a tone of that frequency and amplitude has come through.
+  struct ToneHeard {
+    std::size_t stretches = 0;  // More than one: holes.
+    std::size_t frames = 0;     // Of the first one.
+    double departure = 0;       // Of its samples from one sine, as a share of the amplitude.
+    double levelDB = 0;
+  };
+  static ToneHeard HeardTone(const std::vector<std::int32_t>& samples, double hz, double expectedAmplitude) {
+    const auto stretches = Stretches(samples);
+    if (stretches.empty()) return {};
+    ToneHeard tone{.stretches = stretches.size(), .frames = stretches[0].end - stretches[0].begin};
+    Stretch inside = stretches[0];
+    inside.begin += std::min<std::size_t>(800, tone.frames / 4);  // The recorder's offset filter settles.
+    inside.end -= std::min<std::size_t>(40, tone.frames / 4);     // A server may ramp the edges.
+    double amplitude = 0;
+    // One sine through all of it: a repeat, a hole or a jump would move what follows by many times this.
+    tone.departure = DepartureFromSine(samples, inside, hz, amplitude) / expectedAmplitude;
+    tone.levelDB = 20 * std::log10(amplitude / expectedAmplitude);
+    return tone;
+  }
+  // Whole, unchanged and 0.1 dB true, frames long to the few that its edges hide.
+  static bool IsWhole(const ToneHeard& tone, std::int32_t frames) {
+    return tone.stretches == 1 && std::abs(static_cast<double>(tone.frames) - frames) <= 16 && tone.departure < 0.02 &&
+           std::abs(tone.levelDB) <= 0.1;
+  }
+  static std::string Text(const ToneHeard& tone, std::int32_t frames) {
+    std::ostringstream text;
+    text << tone.stretches << " stretch(es), " << tone.frames << " frames of " << frames << ", furthest sample "
+         << 100 * tone.departure << " % from the sine, level " << tone.levelDB << " dB";
+    return text.str();
+  }
+
   TemporaryFolder folder;
+  const StallWatch stalls;
   Listener heard;
+  std::unique_ptr<PulseServer> server;  // The connection.
   std::unique_ptr<LSoundRecorder> recorder;
   std::unique_ptr<LSoundPlayer> player;
 
@@ -170,10 +263,9 @@ class SoundServerFixture : public testing::TestWithParam<const char*> {
   }
 
   const Services before_ = services;
-  std::unique_ptr<PulseServer> server_;
   std::unique_ptr<PulseInput> input_;
   std::unique_ptr<PulseOutput> output_;
-  MemorySink* memory_ = nullptr;
+  StalledSink* memory_ = nullptr;
   LSoundSink sink_;
 };
 
