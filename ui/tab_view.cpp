@@ -16,6 +16,7 @@ LTabView::~LTabView() {
 void LTabView::Install(WindowRef window, ControlRef tabControl) {
   window_ = window;
   tabControl_ = tabControl;
+  currentTab_ = 0;  // A window that opens again has not been turned yet.
   kiv::InstallValueHandler(tabControl, ValueChanged, this);
 }
 

@@ -7,10 +7,12 @@
 #include <unistd.h>
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QSlider>
 #include <QTabWidget>
+#include <QTest>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -643,23 +645,121 @@ TEST_F(Preferences, OpensOnItsFirstPageEveryTime) {
   }
 }
 
-TEST_F(Preferences, SwitchingLeavesTheFocusAtOnceAtEveryOpening) {
-  for (int opening = 0; opening < 2; ++opening) {
-    Open([this] {
-      kiv::FocusControl(dialog.GetControl(1107));
-      dialog.SetValue(80, 3);
-      QWidget* focused = kiv::WidgetOf(dialog.Window())->focusWidget();
-      EXPECT_TRUE(focused == nullptr || !focused->hasFocus());
+// --- By keyboard alone
+
+class PreferencesKeys : public Preferences {
+ protected:
+  // Waits for what a key sets off: a button that is pressed by its letter first shows that it is down.
+  template <typename Condition>
+  static bool WaitUntil(Condition condition) {
+    QElapsedTimer clock;
+    clock.start();
+    QTimer tick;
+    tick.start(5);
+    while (!condition()) {
+      if (clock.elapsed() > 30000) return false;
+      QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+    return true;
+  }
+  void OpenForKeys(std::function<void()> inLoop) {
+    Open([this, inLoop = std::move(inLoop)] {
+      QWidget* window = kiv::WidgetOf(dialog.Window());
+      window->activateWindow();
+      ASSERT_TRUE(WaitUntil([window] { return window->isActiveWindow(); }));
+      inLoop();
       Close();
+    });
+  }
+  // To whatever has the keyboard.
+  static void Key(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+    QWidget* focused = QApplication::focusWidget();
+    QTest::keyClick(focused != nullptr ? focused : QApplication::activeWindow(), key, modifiers);
+  }
+  static void Alt(Qt::Key key) { Key(key, Qt::AltModifier); }
+  static int Focused() {
+    const QWidget* focused = QApplication::focusWidget();
+    return focused == nullptr ? 0 : focused->property("controlId").toInt();
+  }
+};
+
+TEST_F(PreferencesKeys, LettersLeadToPagesAndControls) {
+  OpenForKeys([this] {
+    const std::pair<Qt::Key, int> pages[] = {
+        {Qt::Key_T, 2}, {Qt::Key_M, 3}, {Qt::Key_N, 4}, {Qt::Key_U, 5}, {Qt::Key_L, 1}};
+    for (const auto& [key, page] : pages) {
+      Alt(key);
+      EXPECT_EQ(dialog.GetValue(80), page);
+    }
+    Alt(Qt::Key_A);
+    EXPECT_TRUE(WaitUntil([this] { return IsEnabled(1102); }));
+    Alt(Qt::Key_Q);
+    EXPECT_EQ(Focused(), 1102);
+
+    Alt(Qt::Key_M);
+    Alt(Qt::Key_2);
+    EXPECT_TRUE(WaitUntil([this] { return !LogLines().empty(); }));
+    EXPECT_THAT(LogLines(), ElementsAre("Error: File Missing: " + DataPath("On-Hold 2.wav")));
+    panels.answer = std::nullopt;
+    Alt(Qt::Key_D);
+    EXPECT_TRUE(WaitUntil([this] { return panels.asked.size() == 1; }));
+
+    Alt(Qt::Key_U);
+    Alt(Qt::Key_G);
+    EXPECT_EQ(Focused(), 3108);
+    Key(Qt::Key_End);
+    EXPECT_EQ(dialog.GetValue(3108), 100);
+    EXPECT_EQ(TextOf(191), "Stores +8 dB");
+    Key(Qt::Key_Left);
+    EXPECT_EQ(TextOf(191), "Stores -8 dB");
+  });
+}
+
+TEST_F(PreferencesKeys, TabReachesEveryControlOfAPage) {
+  SetPreference("PromptForData", "1");
+  SetPreference("CopyRecordings", "1");
+  SetPreference("CopyToFolder", "/somewhere");
+  const std::vector<std::vector<int>> pages = {{1107, 1101, 1102, 1110},
+                                               {2101, 2102, 2103, 2107, 2108, 2109, 2104, 2106},
+                                               {3101, 3102, 3103, 3104, 3105, 3106},
+                                               {2111, 1104, 1108, 1109, 2110},
+                                               {3108, 3110, 3109}};
+  OpenForKeys([&] {
+    for (std::size_t page = 0; page < pages.size(); ++page) {
+      dialog.SetValue(80, static_cast<int>(page) + 1);
+      std::vector<int> reached;
+      // Round once: the tabs, the page, Close.
+      for (std::size_t i = 0; i < pages[page].size() + 2; ++i) {
+        Key(Qt::Key_Tab);
+        if (Focused() != 0) reached.push_back(Focused());
+      }
+      EXPECT_EQ(reached, pages[page]) << "page " << page + 1;
+      EXPECT_EQ(dialog.GetValue(80), static_cast<int>(page) + 1);
+    }
+  });
+}
+
+TEST_F(PreferencesKeys, TurningAPageLeavesTheFocusAtEveryOpening) {
+  for (int opening = 0; opening < 2; ++opening) {
+    OpenForKeys([this] {
+      kiv::FocusControl(dialog.GetControl(80));
+      EXPECT_NE(QApplication::focusWidget(), nullptr);
+      dialog.SetValue(80, 3);
+      EXPECT_EQ(QApplication::focusWidget(), nullptr);
     });
   }
 }
 
-TEST_F(Preferences, NoControlHasTheFocusAtFirst) {
-  Open([this] {
-    const QWidget* focused = kiv::WidgetOf(dialog.Window())->focusWidget();
-    EXPECT_TRUE(focused == nullptr || !focused->hasFocus()) << focused->objectName().toStdString();
-    Close();
+// The window clears the focus before it is shown; what becomes active gives the keyboard to its first control.
+TEST_F(PreferencesKeys, ArrowsOnTheTabsTurnThePages) {
+  OpenForKeys([this] {
+    Key(Qt::Key_Right);
+    EXPECT_EQ(dialog.GetValue(80), 2);
+    // Turning has taken the focus away; the tabs are the first to get it again.
+    EXPECT_EQ(QApplication::focusWidget(), nullptr);
+    Key(Qt::Key_Tab);
+    Key(Qt::Key_Right);
+    EXPECT_EQ(dialog.GetValue(80), 3);
   });
 }
 
