@@ -153,7 +153,7 @@ TEST(Packages, EveryLibraryThatCMakeLooksForIsListed) {
 }
 
 TEST(Packages, SectionsAreKnownAndNamesUnique) {
-  static const std::set<std::string> kSections = {"build", "run", "test", "bench", "lint", "docs"};
+  static const std::set<std::string> kSections = {"build", "run", "desktop", "test", "bench", "lint", "docs"};
   std::set<std::string> names;
   for (const Package& package : ListedPackages(PackageList())) {
     EXPECT_TRUE(kSections.contains(package.section)) << package.section;
