@@ -33,23 +33,37 @@ void QtApplicationBadge::Restore() {
 }
 
 void QtApplicationBadge::Overlay(const std::string& imagePath) {
-  const QIcon badge(QString::fromStdString(imagePath));
   QIcon icon;
+  if (!overlayPath_.empty()) {
+    icon = WithBadge(shown_, QString::fromStdString(imagePath));
+  } else if (const auto known = badged_.find(imagePath); known != badged_.end()) {
+    icon = known->second;
+  } else {
+    icon = WithBadge(plain_, QString::fromStdString(imagePath));
+    if (!icon.isNull()) badged_.emplace(imagePath, icon);
+  }
+  if (icon.isNull()) return;
+  overlayPath_ = imagePath;
+  Show(icon);
+}
+
+QIcon QtApplicationBadge::WithBadge(const QIcon& icon, const QString& imagePath) {
+  const QIcon badge(imagePath);
+  QIcon badged;
   for (const int size : kIconSizes) {
     // Rather more than half of the icon, so that the badge can still be told at 16 pixels.
     const int badgeSize = size * 5 / 8;
     const QPixmap badgePicture = badge.pixmap(QSize(badgeSize, badgeSize), 1.0);
-    if (badgePicture.isNull()) return;
+    if (badgePicture.isNull()) return {};
     QPixmap picture(size, size);
     picture.fill(Qt::transparent);
     QPainter painter(&picture);
-    painter.drawPixmap(0, 0, shown_.pixmap(QSize(size, size), 1.0));
+    painter.drawPixmap(0, 0, icon.pixmap(QSize(size, size), 1.0));
     painter.drawPixmap(size - badgeSize, size - badgeSize, badgePicture);
     painter.end();
-    icon.addPixmap(picture);
+    badged.addPixmap(picture);
   }
-  overlayPath_ = imagePath;
-  Show(icon);
+  return badged;
 }
 
 void QtApplicationBadge::Show(const QIcon& icon) {

@@ -7,6 +7,7 @@
 #include <QIcon>
 #include <QSystemTrayIcon>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -28,9 +29,14 @@ class QtApplicationBadge : public ApplicationBadge {
   bool InTray() const { return tray_ != nullptr; }
 
  private:
+  // The icon with a badge over it; a null one when the badge cannot be read.
+  static QIcon WithBadge(const QIcon& icon, const QString& imagePath);
   void Show(const QIcon& icon);
 
   QIcon plain_;
+  // The plain icon with each badge that was shown. The toolkit keeps the pictures of every icon that was ever made
+  // until it has 10 MB of them.
+  std::map<std::string, QIcon> badged_;
   QIcon shown_;
   std::string overlayPath_;
   std::unique_ptr<QSystemTrayIcon> tray_;

@@ -120,6 +120,18 @@ TEST_F(BadgeTest, SecondBadgeAfterARestoreStandsAlone) {
   EXPECT_EQ(Icon(64), hold);
 }
 
+TEST_F(BadgeTest, TheSameBadgeAgainIsTheSamePicture) {
+  const std::string recording = kiv::ResourceByName("icons", "iconrec");
+  badge_.Overlay(recording);
+  const qint64 first = QApplication::windowIcon().cacheKey();
+  badge_.Restore();
+  badge_.Overlay(kiv::ResourceByName("icons", "iconhold"));
+  EXPECT_NE(QApplication::windowIcon().cacheKey(), first);
+  badge_.Restore();
+  badge_.Overlay(recording);
+  EXPECT_EQ(QApplication::windowIcon().cacheKey(), first);
+}
+
 TEST_F(BadgeTest, APictureThatCannotBeReadLeavesTheIcon) {
   const QImage plain = Icon(64);
   badge_.Overlay("/no/such/picture.png");
