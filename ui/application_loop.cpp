@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QDialog>
+#include <QEvent>
 #include <QEventLoop>
 #include <QSessionManager>
 #include <QSocketNotifier>
@@ -86,16 +87,10 @@ class QuitSignals {
     action.sa_handler = WriteSignalByte;
     action.sa_flags = SA_RESTART;
     for (std::size_t i = 0; i < std::size(kQuitSignals); ++i) sigaction(kQuitSignals[i], &action, &before_[i]);
-    // The desktop may end the session without waiting; a refusal is told to it.
-    session_ = QObject::connect(qApp, &QGuiApplication::commitDataRequest, [](QSessionManager& manager) {
-      Quit();
-      if (!IsQuitting()) manager.cancel();
-    });
   }
   ~QuitSignals() {
     if (!notifier_) return;
     for (std::size_t i = 0; i < std::size(kQuitSignals); ++i) sigaction(kQuitSignals[i], &before_[i], nullptr);
-    QObject::disconnect(session_);
     notifier_.reset();
     close(signalSockets[0]);
     close(signalSockets[1]);
@@ -106,7 +101,25 @@ class QuitSignals {
  private:
   std::unique_ptr<QSocketNotifier> notifier_;
   struct sigaction before_[std::size(kQuitSignals)] = {};
-  QMetaObject::Connection session_;
+};
+
+// The end of the desktop's session. Its manager first asks every program to save itself, and once all have agreed it
+// tells them to end. It asks the same when it only notes which programs are running, and any program may still call the
+// end off, so a recording goes on through the question.
+class SessionEnd : public QObject {
+ public:
+  SessionEnd() {
+    connect(qApp, &QGuiApplication::commitDataRequest, this, [](QSessionManager& manager) {
+      if (SendToApplication(Event(kEventClassApplication, kEventAppMayQuit)) == noErr) manager.cancel();
+    });
+    qApp->installEventFilter(this);
+  }
+  // Told to end, nobody is asked again: the desktop goes away with or without us.
+  bool eventFilter(QObject* object, QEvent* event) override {
+    if (object != qApp || event->type() != QEvent::Quit) return false;
+    QuitApplicationEventLoop();
+    return true;
+  }
 };
 
 }  // namespace
@@ -153,6 +166,7 @@ void RunApplicationEventLoop() {
   LoopState& state = State();
   const EventSources sources;
   const QuitSignals signals;
+  const SessionEnd sessionEnd;
   QEventLoop loop;
   state.applicationLoop = &loop;
   if (!state.quitting) loop.exec();

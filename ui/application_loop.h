@@ -16,7 +16,9 @@ void InstallApplicationHandler(UiEventHandler handler, void* userData, std::init
 void RemoveApplicationHandler(UiEventHandler handler, void* userData);
 OSStatus SendToApplication(const Event& event);
 
-// Ends with QuitApplicationEventLoop; at once when that came before.
+// Ends with QuitApplicationEventLoop; at once when that came before. While it runs, SIGTERM, SIGINT and SIGHUP arrive
+// as the command 'quit'. The end of the desktop's session comes in two steps: its manager's question as the event
+// kEventAppMayQuit, where a handler that ends the event refuses; then the end itself, which asks no more.
 void RunApplicationEventLoop();
 // Ends the application's loop and, before it, every modal loop: open dialogs get their close box, message boxes and
 // panels their Cancel, work under a progress window its stop. No further dialog opens until the loop has ended.
@@ -34,8 +36,8 @@ void EndModalWindow(WindowRef window);
 // Hands out everything that waits now: the main queue and the toolkit's own events.
 void DispatchWaitingEvents();
 
-// While one lives, the toolkit's loop hands out the main queue, and SIGTERM, SIGINT, SIGHUP and the end of the desktop
-// session arrive as the command 'quit'. RunApplicationEventLoop and modal loops hold one.
+// While one lives, the toolkit's loop hands out the main queue and the hot keys. RunApplicationEventLoop and modal
+// loops hold one.
 class EventSources {
  public:
   EventSources();

@@ -39,9 +39,11 @@ void LMainWindow::Run() {
   LDBDisplay::GlobalInit();
   kiv::EventQueue& queue = kiv::EventQueue::Main();
   kiv::InstallApplicationHandler(HandleAbout, nullptr, {{kEventClassCommand, kEventCommandProcess}});
-  kiv::InstallApplicationHandler(
-      _appEventHandler, this,
-      {{kStartUp, kStartUp}, {kEventClassCommand, kEventCommandProcess}, {kEventClassMenu, kEventMenuEnableItems}});
+  kiv::InstallApplicationHandler(_appEventHandler, this,
+                                 {{kStartUp, kStartUp},
+                                  {kEventClassCommand, kEventCommandProcess},
+                                  {kEventClassMenu, kEventMenuEnableItems},
+                                  {kEventClassApplication, kEventAppMayQuit}});
   const auto startUp = queue.Install(kStartUp, kStartUp, [this](const kiv::Event& event) {
     return _appEventHandler(event, this) != eventNotHandledErr;
   });
@@ -129,8 +131,11 @@ OSStatus LMainWindow::appEventHandler(const kiv::Event& event) {
     }
   } else if (event.Class() == kEventClassMenu) {
     EnableMainMenu();
+  } else if (event.Class() == kEventClassApplication) {
+    // The one event that is ended: by that the session's manager hears of the refusal.
+    if (!CmCancel()) return noErr;
   }
-  // Always passed on.
+  // Passed on.
   return eventNotHandledErr;
 }
 

@@ -5,8 +5,8 @@
 //   Order    Run: handlers, window and menu bar (hidden), loop; the start-up event, then every event that waits, then
 //            InitDialog, and only then the window is shown. After the loop: hidden, DestroyDialog (only if InitDialog
 //            was called), window gone.
-//   Quit     the command 'quit', the close box, SIGTERM, SIGINT, SIGHUP and the end of the desktop session ask
-//            CmCancel.
+//   Quit     the command 'quit', the close box, SIGTERM, SIGINT and SIGHUP ask CmCancel and end the loop; the desktop's
+//            session manager has it asked when it wants the session to end, and ends the loop when it does.
 //   Threads  main.
 //   Errors   none is shown. Without the resources folder Run returns at once.
 

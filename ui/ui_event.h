@@ -14,6 +14,8 @@ using OSStatus = std::int32_t;
 inline constexpr OSStatus noErr = 0;
 inline constexpr OSStatus eventNotHandledErr = -9874;
 
+inline constexpr std::uint32_t kEventClassApplication = kiv::FourCC("appl");
+inline constexpr std::uint32_t kEventAppMayQuit = kiv::FourCC("quit");
 inline constexpr std::uint32_t kEventClassCommand = kiv::FourCC("cmds");
 inline constexpr std::uint32_t kEventCommandProcess = 1;
 inline constexpr std::uint32_t kEventClassMenu = kiv::FourCC("menu");

@@ -19,8 +19,8 @@ constexpr int kFunctionKeyCodes[] = {122, 120, 99, 118, 96, 97, 98, 100, 101, 10
 constexpr xcb_keysym_t kKeysymF1 = 0xFFBE;
 constexpr xcb_keysym_t kKeysymNumLock = 0xFF7F;
 
-// Added to the keyboard's own repeat times, for a server that is late.
-constexpr std::uint32_t kRepeatSlackMs = 1000;
+// The longer of a keyboard's own repeat times, where it does not tell.
+constexpr std::uint32_t kUsualRepeatMs = 660;
 
 template <typename T>
 struct FreeDeleter {
@@ -49,7 +49,8 @@ std::uint8_t KeycodeOf(xcb_key_symbols_t* symbols, xcb_keysym_t keysym) {
 
 }  // namespace
 
-X11HotKeys::X11HotKeys(const char* display) {
+X11HotKeys::X11HotKeys(const char* display, std::uint32_t repeatSlackMs)
+    : repeatSlackMs_(repeatSlackMs), longestRepeatGapMs_(kUsualRepeatMs + repeatSlackMs) {
   int screenNumber = 0;
   xcb_connection_t* connection = xcb_connect(display, &screenNumber);
   if (xcb_connection_has_error(connection) != 0) {
@@ -105,7 +106,7 @@ void X11HotKeys::ReadKeyboard() {
   const Reply<xcb_xkb_get_controls_reply_t> controls(
       xcb_xkb_get_controls_reply(connection_, xcb_xkb_get_controls(connection_, XCB_XKB_ID_USE_CORE_KBD), nullptr));
   if (controls) {
-    longestRepeatGapMs_ = std::max<std::uint32_t>(controls->repeatDelay, controls->repeatInterval) + kRepeatSlackMs;
+    longestRepeatGapMs_ = std::max<std::uint32_t>(controls->repeatDelay, controls->repeatInterval) + repeatSlackMs_;
   }
 }
 

@@ -20,8 +20,12 @@ namespace kiv {
 
 class X11HotKeys : public HotKeys {
  public:
+  // By how much a repeat may come later than the keyboard's own times say: a press after that is a new one, even when
+  // the release before it has gone to another program.
+  static constexpr std::uint32_t kRepeatSlackMs = 1000;
+
   // The display's name; null for the environment's.
-  explicit X11HotKeys(const char* display = nullptr);
+  explicit X11HotKeys(const char* display = nullptr, std::uint32_t repeatSlackMs = kRepeatSlackMs);
   ~X11HotKeys() override;
   X11HotKeys(const X11HotKeys&) = delete;
   X11HotKeys& operator=(const X11HotKeys&) = delete;
@@ -62,8 +66,9 @@ class X11HotKeys : public HotKeys {
   bool keyboardChanged_ = false;
   // 0 without the keyboard extension.
   std::uint8_t keyboardEvent_ = 0;
+  std::uint32_t repeatSlackMs_;
   // A press that comes later than this after the one before is no repeat.
-  std::uint32_t longestRepeatGapMs_ = 1500;
+  std::uint32_t longestRepeatGapMs_;
 };
 
 }  // namespace kiv

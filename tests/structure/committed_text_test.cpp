@@ -123,6 +123,8 @@ const std::map<std::string, std::vector<std::string>>& DebianPackages() {
       {"xcb-keysyms", {"libxcb-keysyms1-dev"}},
       {"xcb-xkb", {"libxcb-xkb-dev"}},
       {"xkbcommon", {"libxkbcommon-dev"}},
+      {"sm", {"libsm-dev"}},
+      {"ice", {"libice-dev"}},
   };
   return packages;
 }

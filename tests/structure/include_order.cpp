@@ -82,7 +82,7 @@ const std::vector<Library>& Libraries() {
   static const std::vector<Library> libraries = {
       {"the toolkit", IsQt, {"ui", "platform/qt", "app", "tests/ui", "tests/app", "tests/platform/qt", "tests/tools"}},
       {"the sound client", IsPulse, {"platform/pulse", "tests/platform/pulse"}},
-      {"the window system's client", IsX11, {"platform/x11", "tests/platform/x11"}},
+      {"the window system's client", IsX11, {"platform/x11", "tests/platform/x11", "tests/ui/desktop/session"}},
       {"a library of tests and peers", IsPeer, {"tests", "fuzz", "bench"}},
   };
   return libraries;

@@ -16,15 +16,6 @@
 #include "ui/level_display.h"
 #include "ui/toolkit_window.h"
 
-// The toolkit's libraries are the distribution's and not instrumented: the sanitizer does not see how they pass work to
-// the threads of the drawing library's own pool. Windows are of the main thread only; what crosses between threads
-// below them is tested without the toolkit, in foundation and recorder.
-extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions();
-extern "C" const char* __tsan_default_suppressions() {
-  return "race:libQt6Gui.so.6\n"
-         "race:libQt6Core.so.6\n";
-}
-
 namespace kiv::test {
 namespace {
 
