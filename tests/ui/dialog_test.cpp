@@ -17,6 +17,7 @@
 #include "foundation/event_queue.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/ui/ui_environment.h"
+#include "tests/ui/wait_until.h"
 #include "ui/application_loop.h"
 #include "ui/folder_dialogs.h"
 #include "ui/help.h"
@@ -276,7 +277,7 @@ TEST_F(DialogTest, MainQueueGoesOnInOrderWhileADialogIsOpen) {
     event.Set(kClass, kClass, i);
     queue.Post(event);
   }
-  while (order.size() < 10 || dialog_.Window() != nullptr) QApplication::processEvents(QEventLoop::WaitForMoreEvents);
+  EXPECT_TRUE(kiv::test::WaitUntil([&] { return order.size() == 10 && dialog_.Window() == nullptr; }));
   EXPECT_THAT(order, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9));
   queue.Remove(handler);
 }

@@ -5,7 +5,14 @@
 #include <QCoreApplication>
 #include <vector>
 
+#include "tests/ui/wait_until.h"
+
 namespace {
+
+using kiv::test::WaitUntil;
+
+// No test takes that long.
+constexpr int kNeverMs = 3600000;
 
 class Owner : public LTimers {
  public:
@@ -29,15 +36,15 @@ void Fire(LTimers::TimerListItem* item) {
 
 TEST(Timers, SetTwiceLeavesOnePending) {
   Owner owner;
-  owner.TimerSet(1, 500);
-  owner.TimerSet(1, 500);
+  owner.TimerSet(1, kNeverMs);
+  owner.TimerSet(1, kNeverMs);
   EXPECT_EQ(Pending(), 1);
 }
 
 TEST(Timers, NewestStandsFirst) {
   Owner owner;
-  owner.TimerSet(1, 500);
-  owner.TimerSet(2, 500);
+  owner.TimerSet(1, kNeverMs);
+  owner.TimerSet(2, kNeverMs);
   ASSERT_NE(LTimers::lTimers.head, nullptr);
   EXPECT_EQ(LTimers::lTimers.head->id, 2);
   EXPECT_EQ(LTimers::lTimers.head->next->id, 1);
@@ -46,8 +53,8 @@ TEST(Timers, NewestStandsFirst) {
 TEST(Timers, TwoObjectsUseTheSameIdIndependently) {
   Owner a;
   Owner b;
-  a.TimerSet(1, 500);
-  b.TimerSet(1, 500);
+  a.TimerSet(1, kNeverMs);
+  b.TimerSet(1, kNeverMs);
   a.TimerReset(1);
   ASSERT_EQ(Pending(), 1);
   EXPECT_EQ(LTimers::lTimers.head->owner, &b);
@@ -55,14 +62,14 @@ TEST(Timers, TwoObjectsUseTheSameIdIndependently) {
 
 TEST(Timers, ResetOfAnIdleTimerDoesNothing) {
   Owner owner;
-  owner.TimerSet(1, 500);
+  owner.TimerSet(1, kNeverMs);
   owner.TimerReset(2);
   EXPECT_EQ(Pending(), 1);
 }
 
 TEST(Timers, FiringCallsTheOwnerOnceAndMakesTheTimerIdle) {
   Owner owner;
-  owner.TimerSet(7, 500);
+  owner.TimerSet(7, kNeverMs);
   LTimers::TimerListItem* item = LTimers::lTimers.head;
   EventLoopTimerRef timer = item->timer;
   Fire(item);
@@ -73,7 +80,7 @@ TEST(Timers, FiringCallsTheOwnerOnceAndMakesTheTimerIdle) {
 
 TEST(Timers, ItemResetAfterItsFiringWasQueuedDoesNothing) {
   Owner owner;
-  owner.TimerSet(1, 500);
+  owner.TimerSet(1, kNeverMs);
   LTimers::TimerListItem* stale = LTimers::lTimers.head;
   owner.TimerReset(1);
   LTimers::TimerAction(nullptr, stale);
@@ -84,27 +91,25 @@ TEST(Timers, SettingAnewInEvTimerRepeats) {
   Owner owner;
   owner.again = 3;
   owner.TimerSet(1, 0);
-  for (int turn = 0; turn < 1000 && owner.fired.size() < 4; ++turn) {
-    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-  }
+  EXPECT_TRUE(WaitUntil([&owner] { return owner.fired.size() == 4; }));
   EXPECT_EQ(owner.fired, (std::vector<int>{1, 1, 1, 1}));
   EXPECT_EQ(Pending(), 0);
 }
 
 TEST(Timers, FireInTheOrderOfTheirTimes) {
   Owner owner;
-  owner.TimerSet(1, 20);
+  owner.TimerSet(1, kNeverMs);
   owner.TimerSet(2, 0);
-  owner.TimerSet(3, 10);
-  owner.TimerSet(4, -5);
-  while (owner.fired.size() < 4) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-  EXPECT_EQ(owner.fired[2], 3);
-  EXPECT_EQ(owner.fired[3], 1);
+  owner.TimerSet(3, -5);
+  owner.TimerSet(4, 20);
+  EXPECT_TRUE(WaitUntil([&owner] { return owner.fired.size() == 3; }));
+  EXPECT_EQ(owner.fired, (std::vector<int>{2, 3, 4}));
+  EXPECT_EQ(Pending(), 1);
 }
 
 TEST(Timers, DestructorCancelsEveryTimerOfItsObjectOnly) {
   Owner other;
-  other.TimerSet(9, 500);
+  other.TimerSet(9, kNeverMs);
   {
     Owner owner;
     owner.TimerSet(1, 0);

@@ -49,9 +49,9 @@ def main():
             sys.exit("the program has ended by itself")
     finally:
         program.terminate()
-        status = program.wait(timeout=20)
+        status = program.wait(timeout=LIMIT_S)
         bus.terminate()
-        bus.wait(timeout=20)
+        bus.wait(timeout=LIMIT_S)
     missing = WANTED - found
     if missing:
         sys.exit(f"not seen: {sorted(missing)}; seen: {sorted(found)}")
