@@ -50,7 +50,7 @@ class SequenceLine {
  public:
   SequenceLine()
       : pipe_(popen("exec pacat --playback --raw --device=line --rate=8000 --channels=1 --format=s16le "
-                    "--latency-msec=2000 --client-name=line",
+                    "--latency-msec=10000 --client-name=line",
                     "w")),
         thread_([this] { Run(); }) {}
   ~SequenceLine() {
@@ -95,19 +95,25 @@ Continuity ContinuityOf(const std::string& path) {
   result.frames = source->GetEndSample();
   BitSequence sequence;
   bool silent = false;
+  std::int64_t frame = 0;
+  std::int64_t lastSilent = -1;
   for (const std::int32_t sample : kiv::test::ReadInPieces(source, result.frames, {8192})) {
     const bool wasSilent = silent;
     silent = std::abs(sample) < kAmplitude * 16 / 2;
     if (silent) {
       if (!wasSilent) ++result.silences;
+      lastSilent = frame++;
       continue;
     }
     const bool bit = sample > 0;
     if (sequence.IsKnown() && bit != sequence.Next()) {
       ++result.breaks;
       sequence.Forget();
+      std::printf("  %s: broken at frame %lld; the line was last silent at %lld\n", path.c_str(),
+                  static_cast<long long>(frame), static_cast<long long>(lastSilent));
     }
     sequence.Push(bit);
+    ++frame;
   }
   return result;
 }
