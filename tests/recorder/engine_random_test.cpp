@@ -226,7 +226,7 @@ class RandomCall : public kiv::test::EngineFixture {
 
 TEST(EngineRandom, EveryCallIsWholeAndAllComesToRest) {
   const char* const wish = std::getenv("KIV_ENGINE_ROUNDS");
-  const int rounds = wish != nullptr ? std::atoi(wish) : 300;
+  const int rounds = wish != nullptr ? std::atoi(wish) : 200;
   std::size_t recordings = 0;
   std::int64_t frames = 0;
   for (int round = 0; round < rounds && !testing::Test::HasFailure(); ++round) {
