@@ -153,13 +153,7 @@ class PulseInputDevice final : public SoundInputDevice, private PulseServer::Cli
 
   void CloseStream() {
     if (stream_ == nullptr) return;
-    pa_stream_set_state_callback(stream_, nullptr, nullptr);
-    pa_stream_set_read_callback(stream_, nullptr, nullptr);
-    pa_stream_set_moved_callback(stream_, nullptr, nullptr);
-    pa_stream_set_suspended_callback(stream_, nullptr, nullptr);
-    pa_stream_disconnect(stream_);
-    pa_stream_unref(stream_);
-    stream_ = nullptr;
+    EndStream(std::exchange(stream_, nullptr));
   }
 
   void OnStreamState() {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <deque>
+#include <utility>
 
 namespace kiv {
 namespace {
@@ -61,6 +62,7 @@ class PulseChannel final : public SoundChannel, private PulseServer::Client {
     if (buffers_.empty()) lastTick_ = lastMove_ = pa_rtclock_now();
     queuedFrames_ += std::max(frames, 0);
     buffers_.push_back({samples, std::max(frames, 0), queuedFrames_, tag});
+    if (std::exchange(flushed_, false)) OpenStream();
     if (Playable()) WriteMore();
     if (!tick_.IsSet()) tick_.Set(kTickMs);
   }
@@ -70,11 +72,11 @@ class PulseChannel final : public SoundChannel, private PulseServer::Client {
     buffers_.clear();
     tick_.Cancel();
     playedFrames_ = writtenFrames_ = queuedFrames_;
-    // What the server still holds goes with its stream; the next one begins empty.
-    if (stream_ != nullptr) {
-      CloseStream();
-      OpenStream();
-    }
+    // What the server still holds goes with its stream. The next one is made when there is something to play: nearly
+    // always there is not, and the channel goes.
+    if (stream_ == nullptr) return;
+    CloseStream();
+    flushed_ = true;
   }
 
   void Quiet() override {}  // A flushed channel has nothing left that sounds.
@@ -107,6 +109,7 @@ class PulseChannel final : public SoundChannel, private PulseServer::Client {
   }
 
   void OpenStream() {
+    flushed_ = false;
     if (stream_ != nullptr || server_.Context() == nullptr) return;
     stream_ = pa_stream_new(server_.Context(), mediaName_.c_str(), &spec_, nullptr);
     if (stream_ == nullptr) {
@@ -136,11 +139,7 @@ class PulseChannel final : public SoundChannel, private PulseServer::Client {
       timing_ = nullptr;
     }
     if (stream_ == nullptr) return;
-    pa_stream_set_state_callback(stream_, nullptr, nullptr);
-    pa_stream_set_write_callback(stream_, nullptr, nullptr);
-    pa_stream_disconnect(stream_);
-    pa_stream_unref(stream_);
-    stream_ = nullptr;
+    EndStream(std::exchange(stream_, nullptr));
   }
 
   void OnStreamState() {
@@ -287,6 +286,7 @@ class PulseChannel final : public SoundChannel, private PulseServer::Client {
   pa_usec_t drainedAt_ = 0;  // When the last frame written will have been heard; 0 while more is to come.
   std::int32_t volume_ = kFullVolume;
   bool volumeSet_ = false;
+  bool flushed_ = false;  // There is no stream, and nothing to play.
 
   std::atomic<bool> silent_{true};
 };

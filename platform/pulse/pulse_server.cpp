@@ -10,6 +10,26 @@ constexpr pa_usec_t kStoodStill = 100 * PA_USEC_PER_MSEC;
 
 }  // namespace
 
+void EndStream(pa_stream* stream) {
+  pa_stream_set_read_callback(stream, nullptr, nullptr);
+  pa_stream_set_write_callback(stream, nullptr, nullptr);
+  pa_stream_set_moved_callback(stream, nullptr, nullptr);
+  pa_stream_set_suspended_callback(stream, nullptr, nullptr);
+  pa_stream_set_state_callback(stream, nullptr, nullptr);
+  if (pa_stream_get_state(stream) != PA_STREAM_CREATING) {
+    pa_stream_disconnect(stream);
+    pa_stream_unref(stream);
+    return;
+  }
+  pa_stream_set_state_callback(
+      stream,
+      [](pa_stream* made, void*) {
+        if (pa_stream_get_state(made) == PA_STREAM_CREATING) return;
+        EndStream(made);
+      },
+      nullptr);
+}
+
 void PulseServer::Timer::Set(int afterMs) {
   const pa_usec_t at = pa_rtclock_now() + static_cast<pa_usec_t>(afterMs) * PA_USEC_PER_MSEC;
   if (event_ != nullptr) {

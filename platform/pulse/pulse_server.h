@@ -15,6 +15,11 @@
 
 namespace kiv {
 
+// Ends a stream and lets go of it; nobody is called back for it any more. One that the server is still making is ended
+// as soon as it is there: sooner the client library refuses, and the stream would stay in the server, sounding or
+// capturing for nobody. Under the lock, or on the event thread.
+void EndStream(pa_stream* stream);
+
 class PulseServer {
  public:
   static constexpr int kRetryMs = 250;

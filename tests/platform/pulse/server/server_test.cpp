@@ -1,3 +1,5 @@
+#include <cstdio>
+
 #include "tests/platform/pulse/monitor_ear.h"
 #include "tests/platform/pulse/sound_server_fixture.h"
 
@@ -116,6 +118,39 @@ TEST_P(SoundServer, NoneAtAllRefusesToRecordAndPlaysSilently) {
   ASSERT_TRUE(RunUntil([&] { return heard.playerStops == 1; }, kLimit));
   EXPECT_GE(MsSince(begin), 990);
   EXPECT_TRUE(player->IsSilent());
+}
+
+// How many streams of a kind ("sink-inputs", "source-outputs") the server has.
+int StreamsInServer(const std::string& kind) {
+  std::FILE* const list = popen(("pactl list short " + kind).c_str(), "r");
+  int lines = 0;
+  for (int c = 0; list != nullptr && (c = std::fgetc(list)) != EOF;) lines += c == '\n' ? 1 : 0;
+  if (list != nullptr) pclose(list);
+  return lines;
+}
+
+// One for each prompt and tone would be more than a server allows, an hour's call on.
+TEST_P(SoundServer, KeepsNoStreamOfAPromptThatIsOver) {
+  OpenDevices();
+  for (int prompt = 0; prompt < 3; ++prompt) {
+    Play(Tone(0.2));
+    if (prompt == 1) {
+      ASSERT_TRUE(RunUntil([&] { return heard.playedMs > 0; }, kLimit));
+      player->Stop();
+    }
+    ASSERT_TRUE(RunUntil([&] { return heard.playerStops == prompt + 1; }, kLimit));
+  }
+  EXPECT_TRUE(RunUntil([&] { return StreamsInServer("sink-inputs") == 0; }, kLimit));
+}
+
+// The server may still be making the stream then.
+TEST_P(SoundServer, KeepsNoStreamOfARecordingThatEndsAtOnce) {
+  OpenDevices();
+  for (int recording = 0; recording < 10; ++recording) {
+    ASSERT_TRUE(Record());
+    recorder->Stop();
+  }
+  EXPECT_TRUE(RunUntil([&] { return StreamsInServer("source-outputs") == 0; }, kLimit));
 }
 
 }  // namespace
