@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <span>
+#include <utility>
 
 #include "audio/wave_file.h"
 #include "platform/folders.h"
@@ -25,37 +26,53 @@ using kiv::test::FindInNoise;
 using kiv::test::ReadFile;
 using testing::ElementsAre;
 
-// For what comes after a second or so, on a machine that is busy with other things.
-constexpr auto kLimit = 30s;
-
 class EngineOnServer : public kiv::test::SoundServerFixture {
  protected:
   void SetUp() override {
     SoundServerFixture::SetUp();
-    account_.home = folder.File("home");
-    fs::create_directory(account_.home);
+    OpenDevices();
     kiv::services.folders = &account_;
     kiv::services.preferences = &preferences_;
-    gSettings.Load();
-    queue_.SetListFilePath(ListPath().c_str());
-    queue_.Shutdown();
-    OpenDevices();
-    handler_ = kiv::EventQueue::Main().Install(kiv::kEngineClass, kiv::kEngineTime, [this](const kiv::Event& event) {
-      recordedMs = event.Get<LSoundTime>(kiv::kEngineTimeParameter, kiv::kEngineTimeParameter).value();
-      if (onTime) onTime();
+    const auto note = [this](const kiv::Event& event) {
+      if (event.Kind() == kiv::kEngineDisconnected) {
+        endedByItself = true;
+      } else {
+        recordedMs = event.Get<LSoundTime>(kiv::kEngineTimeParameter, kiv::kEngineTimeParameter).value();
+        if (onTime) std::exchange(onTime, nullptr)();
+      }
       return true;
-    });
+    };
+    for (const std::uint32_t kind : {kiv::kEngineTime, kiv::kEngineDisconnected})
+      handlers_.push_back(kiv::EventQueue::Main().Install(kiv::kEngineClass, kind, note));
   }
   void TearDown() override {
-    kiv::EventQueue::Main().Remove(handler_);
     engine.reset();
+    for (const auto handler : handlers_) kiv::EventQueue::Main().Remove(handler);
   }
 
-  void MakeEngine() {
-    engine = std::make_unique<LKivEngine>(queue_);
-    engine->SetEventQueue(&kiv::EventQueue::Main());
+  // Makes the call, each time in an account of its own; once more where the machine has stood still for so long that
+  // the recorder gave the input up.
+  void MakeCall(const std::function<void()>& call, const std::function<bool()>& wasDisturbed) {
+    for (int attempt = 1; attempt <= 5; ++attempt) {
+      const auto stoodStill = stalls.StoodStill();
+      engine.reset();
+      account_.home = folder.File("home" + std::to_string(attempt));
+      fs::create_directory(account_.home);
+      gSettings.Load();
+      queue_ = std::make_unique<LALCListThread>();
+      queue_->SetListFilePath(ListPath().c_str());
+      queue_->Shutdown();
+      endedByItself = false;
+      recordedMs = 0;
+      ASSERT_NO_FATAL_FAILURE(call());
+      if (!wasDisturbed()) return;
+      ASSERT_GE(stalls.StoodStill() - stoodStill, 20ms) << testing::PrintToString(LogLines());
+    }
+    FAIL() << testing::PrintToString(LogLines());
   }
   void Start() {
+    engine = std::make_unique<LKivEngine>(*queue_);
+    engine->SetEventQueue(&kiv::EventQueue::Main());
     engine->SetMode(RequestedMode::Record);
     engine->SndStart();
   }
@@ -64,11 +81,8 @@ class EngineOnServer : public kiv::test::SoundServerFixture {
     LSoundSink sink = LWaveFile::OpenSinkPCM((account_.home + "/Kiv/" + name + ".wav").c_str(), kRate, 1, 16, 0);
     sink->Write(samples.data(), kPromptFrames);
   }
-  bool RunUntilState(SndStateType state) {
-    return RunUntil([&] { return engine->State() == state; }, kLimit);
-  }
-  bool RunUntilRecorded(std::int32_t ms) {
-    return RunUntil([&] { return recordedMs >= ms; }, kLimit);
+  bool RunOn(const std::function<bool()>& done) {
+    return RunUntil([&] { return done() || endedByItself; }, kLimit);
   }
 
   std::string ListPath() const { return account_.home + "/Kiv/bgalc.dat"; }
@@ -93,8 +107,9 @@ class EngineOnServer : public kiv::test::SoundServerFixture {
   static constexpr double kAmplitude = 200000;
   static constexpr std::int32_t kPromptFrames = kRate / 2;
   std::unique_ptr<LKivEngine> engine;
+  bool endedByItself = false;
   std::int32_t recordedMs = 0;
-  std::function<void()> onTime;
+  std::function<void()> onTime;  // Called once.
 
  private:
   struct Account : kiv::Folders {
@@ -105,28 +120,30 @@ class EngineOnServer : public kiv::test::SoundServerFixture {
 
   Account account_;
   kiv::test::MemoryPreferences preferences_;
-  LALCListThread queue_;
-  kiv::EventQueue::HandlerId handler_ = 0;
+  std::unique_ptr<LALCListThread> queue_;
+  std::vector<kiv::EventQueue::HandlerId> handlers_;
 };
 INSTANTIATE_TEST_SUITE_P(Servers, EngineOnServer, testing::Values("pulseaudio", "pipewire"), kiv::test::ServerName);
 
 TEST_P(EngineOnServer, TypicalCall) {
-  MakePrompt("Start Prompt", 440);
-  MakePrompt("End Prompt", 330);
-  MakePrompt("Record Tone", 1000);
-  gSettings.SetLong("settings", "recordtoneinterval", 3);
-  MakeEngine();
-  Start();
-  EXPECT_EQ(engine->State(), SndStateType::StartPrompt);
-  ASSERT_TRUE(RunUntilState(SndStateType::Recording));
-  ASSERT_TRUE(RunUntil([&] { return engine->IsPlaying(); }, kLimit)) << "the first tone";
-  ASSERT_TRUE(RunUntil([&] { return !engine->IsPlaying(); }, kLimit));
-  // What the server still has of it.
-  ASSERT_TRUE(RunUntilRecorded(recordedMs + 500));
-  engine->SetMode(RequestedMode::None);
-  ASSERT_TRUE(RunUntilState(SndStateType::EndPrompt));
-  EXPECT_EQ(Queued().size(), 1U);
-  ASSERT_TRUE(RunUntilState(SndStateType::Idle));
+  const auto call = [this] {
+    MakePrompt("Start Prompt", 440);
+    MakePrompt("End Prompt", 330);
+    MakePrompt("Record Tone", 1000);
+    gSettings.SetLong("settings", "recordtoneinterval", 3);
+    Start();
+    EXPECT_EQ(engine->State(), SndStateType::StartPrompt);
+    ASSERT_TRUE(RunOn([&] { return engine->State() == SndStateType::Recording; }));
+    ASSERT_TRUE(RunOn([&] { return engine->IsPlaying(); })) << "the first tone";
+    ASSERT_TRUE(RunOn([&] { return !engine->IsPlaying(); }));
+    // What the server still has of it.
+    const std::int32_t enough = recordedMs + 500;
+    ASSERT_TRUE(RunOn([&] { return recordedMs >= enough; }));
+    engine->SetMode(RequestedMode::None);
+    ASSERT_TRUE(RunOn([&] { return engine->State() == SndStateType::EndPrompt; }));
+    ASSERT_TRUE(RunUntil([&] { return engine->State() == SndStateType::Idle; }, kLimit));
+  };
+  ASSERT_NO_FATAL_FAILURE(MakeCall(call, [this] { return endedByItself; }));
 
   ASSERT_EQ(Queued().size(), 1U);
   EXPECT_THAT(LogLines(),
@@ -154,26 +171,24 @@ TEST_P(EngineOnServer, TypicalCall) {
 
 // As after an hour: the recorder is stopped right after a report, and a new file begins.
 TEST_P(EngineOnServer, GapBetweenTwoFilesIsMeasured) {
-  kiv::SetSetting(kiv::k1HourStop, false);
-  kiv::SetSetting(kiv::kStartPrompt, false);
-  kiv::SetSetting(kiv::kRecordTone, false);
-  MakeEngine();
   // Longer than it will be needed, for a machine that stands still in between.
   const std::vector<std::int32_t> noise = kiv::test::Noise(7, 20 * kRate, 1, 200000);
-  Start();
-  ASSERT_TRUE(RunUntilRecorded(300));
-  Play(noise);
-  ASSERT_TRUE(RunUntilRecorded(1500));
-  onTime = [this] {
-    onTime = nullptr;
-    engine->StopDevices();
+  const auto call = [&] {
+    kiv::SetSetting(kiv::k1HourStop, false);
+    kiv::SetSetting(kiv::kStartPrompt, false);
+    kiv::SetSetting(kiv::kRecordTone, false);
+    Start();
+    ASSERT_TRUE(RunOn([&] { return recordedMs >= 300; }));
+    Play(noise);
+    ASSERT_TRUE(RunOn([&] { return recordedMs >= 1500; }));
+    onTime = [this] { engine->StopDevices(); };
+    ASSERT_TRUE(RunOn([&] { return !Queued().empty(); }));
+    recordedMs = 0;
+    ASSERT_TRUE(RunOn([&] { return recordedMs >= 500; }));
+    engine->SndStop();
+    player->Stop();
   };
-  ASSERT_TRUE(RunUntil([&] { return Queued().size() == 1; }, kLimit));
-  EXPECT_EQ(engine->State(), SndStateType::Recording);
-  recordedMs = 0;
-  ASSERT_TRUE(RunUntilRecorded(500));
-  engine->SndStop();
-  player->Stop();
+  ASSERT_NO_FATAL_FAILURE(MakeCall(call, [this] { return LogLines().size() != 2; }));
 
   ASSERT_EQ(Queued().size(), 2U);
   constexpr std::size_t kPiece = 800;
@@ -186,13 +201,10 @@ TEST_P(EngineOnServer, GapBetweenTwoFilesIsMeasured) {
   const kiv::test::Place begin = FindInNoise(noise, std::span(second).subspan(3 * kPiece, kPiece));
   EXPECT_GT(end.match, 0.5);
   EXPECT_GT(begin.match, 0.5);
-  const double gapMs =
-      static_cast<double>((begin.frame - std::int64_t{3 * kPiece}) - (end.frame + static_cast<std::int64_t>(kPiece))) *
-      1000 / kRate;
+  const double gapMs = static_cast<double>(begin.frame - end.frame - std::int64_t{4 * kPiece}) * 1000 / kRate;
   std::printf("gap between the two files: %.1f ms\n", gapMs);
   RecordProperty("gap_ms", std::to_string(gapMs));
   EXPECT_GE(gapMs, -2.0) << "nothing is recorded twice; resamplers may move it by some frames";
-  EXPECT_EQ(LogLines().size(), 2U) << "two recordings and nothing else";
 }
 
 }  // namespace
