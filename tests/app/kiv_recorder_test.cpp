@@ -147,6 +147,39 @@ TEST_F(KivRecorder, AFreshAccountGetsItsFoldersAndNoSettingsFile) {
   EXPECT_FALSE(std::filesystem::exists(home_.DataPath("settings.ini")));
 }
 
+TEST_F(KivRecorder, AFreshAccountGetsItsSystemPromptsAndALostOneComesBack) {
+  HomeFolder home(false);
+  const auto prompts = [&home] {
+    std::vector<std::string> found;
+    for (const char* name : {"Start Prompt", "End Prompt", "On-Hold 1", "On-Hold 2", "On-Hold 3", "Record Tone"}) {
+      const std::string path = home.DataPath(std::string(name) + ".wav");
+      const std::string header = ReadFile(path).substr(0, 46);
+      // Not while it is being written.
+      if (header.size() < 46 || header.ends_with("\xff\xff\xff\xff")) continue;
+      const LSoundSource source = LWaveFile::OpenSource(path.c_str());
+      if (source->Error() == kSourceGood && source->Rate() == 8000 && source->GetEndSample() > 0) found.push_back(name);
+    }
+    return found;
+  };
+  const auto run = [&](int count) {
+    RunningProgram program(KIV_RECORDER, home, {"--line", line_}, kNothing);
+    ASSERT_TRUE(WaitFor([&] { return home.HasLogged("Kiv Recorder Run", count); })) << program.Said();
+    ASSERT_TRUE(WaitFor([&] { return prompts().size() == 6; }, 4 * kiv::test::kLimitMs)) << program.Said();
+    program.Signal(SIGTERM);
+    EXPECT_EQ(program.WaitForEnd(), 0) << program.Said();
+  };
+  run(1);
+  const std::string tone = ReadFile(home.DataPath("Record Tone.wav"));
+  const std::string other = ReadFile(home.DataPath("On-Hold 1.wav"));
+  WriteFile(home.DataPath("End Prompt.wav"), ReadFile(home.DataPath("Start Prompt.wav")));
+  std::filesystem::remove(home.DataPath("Record Tone.wav"));
+  run(2);
+  EXPECT_EQ(ReadFile(home.DataPath("Record Tone.wav")), tone);
+  EXPECT_EQ(ReadFile(home.DataPath("On-Hold 1.wav")), other);
+  // The user's own stays.
+  EXPECT_EQ(ReadFile(home.DataPath("End Prompt.wav")), ReadFile(home.DataPath("Start Prompt.wav")));
+}
+
 TEST_F(KivRecorder, WritesWhatIsPlayedToTheLineAsAFinishedFile) {
   const std::string out = home_.Path() + "/out.wav";
   auto program = Start({"--line", line_, "--line-out", out});
