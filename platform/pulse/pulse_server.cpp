@@ -5,8 +5,7 @@
 namespace kiv {
 namespace {
 
-// A timer that fires so late has been held up with everything else.
-constexpr pa_usec_t kStoodStill = 100 * PA_USEC_PER_MSEC;
+constexpr int kWaitStepMs = 50;
 
 }  // namespace
 
@@ -98,24 +97,20 @@ bool PulseServer::Connect() {
 }
 
 bool PulseServer::WaitUntil(const std::function<bool()>& done, int limitMs) {
-  bool timeIsUp = false;
-  pa_usec_t due = 0;
-  std::function<void(int)> wait;
-  Timer limit(*this, [&] {
-    // We have stood still, and the answer may be there, unread: that time does not count.
-    if (pa_rtclock_now() - due > kStoodStill) {
-      wait(kRetryMs);
-      return;
+  // In small steps: while we stand still, with the answer perhaps there and unread, only one of them passes.
+  int steps = (limitMs + kWaitStepMs - 1) / kWaitStepMs;
+  std::function<void()> next;
+  Timer step(*this, [&next] { next(); });
+  next = [&] {
+    --steps;
+    if (steps > 0) {
+      step.Set(kWaitStepMs);
+    } else {
+      Signal();
     }
-    timeIsUp = true;
-    Signal();
-  });
-  wait = [&](int forMs) {
-    due = pa_rtclock_now() + static_cast<pa_usec_t>(forMs) * PA_USEC_PER_MSEC;
-    limit.Set(forMs);
   };
-  wait(limitMs);
-  while (!done() && !timeIsUp) pa_threaded_mainloop_wait(loop_);
+  step.Set(kWaitStepMs);
+  while (!done() && steps > 0) pa_threaded_mainloop_wait(loop_);
   return done();
 }
 
