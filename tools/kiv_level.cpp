@@ -3,6 +3,7 @@
 #include "audio/processing/process_agc.h"
 #include "audio/wave_file.h"
 #include "tools/file_tool.h"
+#include "tools/wave_reason.h"
 
 namespace {
 
@@ -18,21 +19,10 @@ constexpr char kUsage[] =
     "\n"
     "Exit status: 0 levelled, 1 stopped by a signal, 2 failed or wrong arguments.\n";
 
-std::string_view ReasonOf(std::uint8_t error) {
-  switch (error) {
-    case kSourceNotOpened:
-      return "cannot be opened";
-    case kSourceNotSupported:
-      return "is not PCM of 8 or 16 bits";
-    default:
-      return "is not a WAV file";
-  }
-}
-
 kiv::Made Level(const kiv::FileTool::Paths& paths, kiv::ConsoleProgress& progress, std::string_view& why) {
   LSoundSource source = LWaveFile::OpenSource(paths.in.c_str());
   if (source->Error() != kSourceGood) {
-    why = ReasonOf(source->Error());
+    why = kiv::WaveReason(source->Error());
     return kiv::Made::InputFailed;
   }
   LSoundSink sink = LWaveFile::OpenSinkPCM(paths.result.c_str(), source->Rate(), source->Channels(), 16, 0);

@@ -25,6 +25,7 @@
 #include "platform/simulated/simulated_line.h"
 #include "tools/level_line.h"
 #include "tools/line_options.h"
+#include "tools/wave_reason.h"
 
 namespace {
 
@@ -33,17 +34,6 @@ enum ExitStatus { kDone = 0, kFailed = 1 };
 int Fail(const std::string& message) {
   std::fprintf(stderr, "kiv-line: %s\n", message.c_str());
   return kFailed;
-}
-
-std::string ReasonOf(std::uint8_t sourceError) {
-  switch (sourceError) {
-    case kSourceNotOpened:
-      return "cannot be opened";
-    case kSourceNotSupported:
-      return "is not PCM of 8 or 16 bits";
-    default:
-      return "is not a WAV file";
-  }
 }
 
 // Keeps SIGINT, SIGTERM and SIGHUP from this thread and those it starts, and makes them readable instead.
@@ -88,7 +78,7 @@ class SoundSystem {
     if (!options.signalPath.empty()) {
       LSoundSource source = LWaveFile::OpenSource(options.signalPath.c_str());
       if (source->Error() != kSourceGood) {
-        Fail(options.signalPath + ": " + ReasonOf(source->Error()));
+        Fail(options.signalPath + ": " + std::string(kiv::WaveReason(source->Error())));
         return false;
       }
       signal = kiv::MakeSourceSignal(source, true);
@@ -181,7 +171,7 @@ class Session : public LSoundRecorderNotify, public LSoundPlayerNotify {
     if (Plays()) {
       source_ = LWaveFile::OpenSource(options_.playPath.c_str());
       if (source_->Error() != kSourceGood) {
-        Fail(options_.playPath + ": " + ReasonOf(source_->Error()));
+        Fail(options_.playPath + ": " + std::string(kiv::WaveReason(source_->Error())));
         return false;
       }
     }
