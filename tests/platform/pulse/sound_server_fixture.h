@@ -51,7 +51,13 @@ class SoundServerFixture : public testing::TestWithParam<const char*> {
   }
 
   void StartServer() {
-    ASSERT_EQ(Script("start " + std::string(GetParam()) + " '" + folder.Path() + "'"), 0);
+    // One that was not let run for a moment while it starts may never come up.
+    int status = -1;
+    for (int attempt = 1; status != 0 && attempt <= 3; ++attempt) {
+      if (attempt > 1) Script("stop '" + folder.Path() + "'");
+      status = Script("start " + std::string(GetParam()) + " '" + folder.Path() + "'");
+    }
+    ASSERT_EQ(status, 0);
     std::ifstream env(folder.File("env"));
     for (std::string line; std::getline(env, line);) {
       const std::size_t equals = line.find('=');
@@ -203,16 +209,22 @@ class SoundServerFixture : public testing::TestWithParam<const char*> {
     return worst;
   }
 
-  // For each position that the player has told: how many ms ago the ear had heard it. The play is what the ear has
-  // heard from that frame on.
-  std::vector<double> NoticeDelaysMs(MonitorEar& ear, std::size_t fromFrame = 0) const {
-    const std::vector<std::int16_t> samples = ear.Samples();
-    std::size_t begin = fromFrame;
-    while (begin < samples.size() && samples[begin] == 0) ++begin;
+  // For each position that the player has told: how many ms ago the ear had heard it. The play, which is over, is what
+  // the ear has heard from that frame on. Waits until the ear has all of it.
+  std::vector<double> NoticeDelaysMs(MonitorEar& ear, std::size_t fromFrame = 0) {
+    const auto frameOf = [](std::int32_t ms) { return static_cast<std::size_t>(ms) * kRate / 1000; };
+    std::size_t begin = 0;
+    const auto hasAll = [&] {
+      const std::vector<std::int16_t> samples = ear.Samples();
+      begin = fromFrame;
+      while (begin < samples.size() && samples[begin] == 0) ++begin;
+      return samples.size() >= begin + frameOf(heard.playedMs);
+    };
     std::vector<double> delaysMs;
+    if (!RunUntil(hasAll, kLimit)) return delaysMs;
     for (const auto& report : heard.reports) {
       if (report.ms == 0) continue;
-      const auto arrival = ear.ArrivalOf(begin + static_cast<std::size_t>(report.ms) * kRate / 1000);
+      const auto arrival = ear.ArrivalOf(begin + frameOf(report.ms));
       delaysMs.push_back(std::chrono::duration<double, std::milli>(report.when - arrival).count());
     }
     return delaysMs;

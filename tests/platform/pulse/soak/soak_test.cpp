@@ -161,8 +161,8 @@ TEST_P(SoundSoak, DelaysOfTwentyStarts) {
     const std::size_t silence = ear.Samples().size();
     Play(kiv::test::Sine(1000, kAmplitude, kRate, kRate, 1));
     ASSERT_TRUE(RunUntil([&] { return heard.playerStops == 1; }, kLimit));
-    RunFor(500ms);
     for (const double delayMs : NoticeDelaysMs(ear, silence)) noticeMs.push_back(delayMs);
+    RunFor(500ms);
   }
   for (auto* times : {&startMs, &fileMs, &noticeMs}) std::sort(times->begin(), times->end());
   ASSERT_GE(noticeMs.size(), 200U);
