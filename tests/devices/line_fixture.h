@@ -25,7 +25,8 @@ inline constexpr std::int32_t kNeverPause = 216000000;
 // Everything on the line that a test listener hears, "name(number)" each.
 using Log = std::vector<std::string>;
 
-class RecorderLog : public LSoundRecorderNotify {
+// What both listeners write down.
+class NotifyLog {
  public:
   Log log;
   std::vector<std::int32_t> times;
@@ -33,18 +34,6 @@ class RecorderLog : public LSoundRecorderNotify {
   std::int32_t lastId = 0;
   // Called after the entry has been made.
   std::function<void(const std::string&)> onEntry;
-
-  void srntfRecord(std::int32_t id) override { Enter("record", id); }
-  void srntfWait(std::int32_t id) override { Enter("wait", id); }
-  void srntfStop(std::int32_t id) override { Enter("stop", id); }
-  void srntfTime(LSoundTime time, std::int32_t id) override {
-    times.push_back(time);
-    Enter("time", id);
-  }
-  void srntfLevel(LDBMC const& level, std::int32_t id) override {
-    levels.push_back(level);
-    Enter("level", id);
-  }
 
   // Without the time and level reports.
   Log Changes() const {
@@ -55,40 +44,38 @@ class RecorderLog : public LSoundRecorderNotify {
     return changes;
   }
 
- private:
+ protected:
   void Enter(const std::string& name, std::int32_t id) {
     lastId = id;
     log.push_back(name);
     if (onEntry) onEntry(name);
   }
-};
-
-class PlayerLog : public LSoundPlayerNotify {
- public:
-  Log log;
-  std::vector<std::int32_t> times;
-  std::vector<LDBMC> levels;
-  std::int32_t lastId = 0;
-  std::function<void(const std::string&)> onEntry;
-
-  void spntfPlay(std::int32_t id) override { Enter("play", id); }
-  void spntfStop(std::int32_t id) override { Enter("stop", id); }
-  void spntfCue(std::int32_t id) override { Enter("cue", id); }
-  void spntfTime(LSoundTime time, std::int32_t id) override {
+  void EnterTime(LSoundTime time, std::int32_t id) {
     times.push_back(time);
     Enter("time", id);
   }
-  void spntfLevel(LDBMC const& level, std::int32_t id) override {
+  void EnterLevel(LDBMC const& level, std::int32_t id) {
     levels.push_back(level);
     Enter("level", id);
   }
+};
 
- private:
-  void Enter(const std::string& name, std::int32_t id) {
-    lastId = id;
-    log.push_back(name);
-    if (onEntry) onEntry(name);
-  }
+class RecorderLog : public NotifyLog, public LSoundRecorderNotify {
+ public:
+  void srntfRecord(std::int32_t id) override { Enter("record", id); }
+  void srntfWait(std::int32_t id) override { Enter("wait", id); }
+  void srntfStop(std::int32_t id) override { Enter("stop", id); }
+  void srntfTime(LSoundTime time, std::int32_t id) override { EnterTime(time, id); }
+  void srntfLevel(LDBMC const& level, std::int32_t id) override { EnterLevel(level, id); }
+};
+
+class PlayerLog : public NotifyLog, public LSoundPlayerNotify {
+ public:
+  void spntfPlay(std::int32_t id) override { Enter("play", id); }
+  void spntfStop(std::int32_t id) override { Enter("stop", id); }
+  void spntfCue(std::int32_t id) override { Enter("cue", id); }
+  void spntfTime(LSoundTime time, std::int32_t id) override { EnterTime(time, id); }
+  void spntfLevel(LDBMC const& level, std::int32_t id) override { EnterLevel(level, id); }
 };
 
 // A line that is the process's sound system while it lives.

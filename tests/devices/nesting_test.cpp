@@ -10,22 +10,9 @@
 #include "devices/sound_recorder.h"
 #include "tests/devices/line_fixture.h"
 
+namespace kiv::test {
 namespace {
 
-using kiv::EventQueue;
-using kiv::MakeFunction;
-using kiv::MakeSilence;
-using kiv::SimulatedLine;
-using kiv::test::HeldSink;
-using kiv::test::InstalledLine;
-using kiv::test::kNeverPause;
-using kiv::test::kNoLimit;
-using kiv::test::Noise;
-using kiv::test::NoiseAt;
-using kiv::test::OpenMemory;
-using kiv::test::PlayerLog;
-using kiv::test::RecordedNoise;
-using kiv::test::RecorderLog;
 using testing::ElementsAre;
 
 TEST(RecorderNesting, StopFromInsideAnyNotificationIsTheLastWord) {
@@ -301,3 +288,4 @@ TEST(Devices, AThousandStartsAndStopsLeaveNoDescriptorAndNoThread) {
 }
 
 }  // namespace
+}  // namespace kiv::test

@@ -6,20 +6,8 @@
 
 #include "tests/devices/line_fixture.h"
 
+namespace kiv::test {
 namespace {
-
-using kiv::FramesFromNs;
-using kiv::MakeFunction;
-using kiv::test::HeldSink;
-using kiv::test::InstalledLine;
-using kiv::test::kNeverPause;
-using kiv::test::Noise;
-using kiv::test::NoiseAt;
-using kiv::test::OpenMemory;
-using kiv::test::PlayerLog;
-using kiv::test::Random;
-using kiv::test::RecordedNoise;
-using kiv::test::RecorderLog;
 
 class Sequence {
  public:
@@ -141,3 +129,4 @@ TEST(RandomSequences, EveryRunEndsOnceAndNothingIsLeftOpen) {
 }
 
 }  // namespace
+}  // namespace kiv::test

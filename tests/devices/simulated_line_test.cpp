@@ -6,26 +6,8 @@
 #include "tests/devices/line_fixture.h"
 #include "tests/support/temporary_folder.h"
 
+namespace kiv::test {
 namespace {
-
-using kiv::MakeFunction;
-using kiv::MakeSilence;
-using kiv::MakeSourceSignal;
-using kiv::MakeSpeechBursts;
-using kiv::MakeTone;
-using kiv::SimulatedLine;
-using kiv::test::HeldSink;
-using kiv::test::InstalledLine;
-using kiv::test::kNeverPause;
-using kiv::test::kNoLimit;
-using kiv::test::MemorySink;
-using kiv::test::Noise;
-using kiv::test::NoiseAt;
-using kiv::test::OpenMemory;
-using kiv::test::PlayerLog;
-using kiv::test::ReadFile;
-using kiv::test::RecorderLog;
-using kiv::test::Sine;
 
 TEST(SimulatedLine, TimeStandsStillWhileNoDeviceIsOpen) {
   InstalledLine installed(MakeSilence());
@@ -104,7 +86,7 @@ std::string RunScript(const std::string& folder) {
 }
 
 TEST(SimulatedLine, TheSameScriptGivesTheSameBytes) {
-  const kiv::test::TemporaryFolder folder;
+  const TemporaryFolder folder;
   const std::string first = RunScript(folder.Path());
   EXPECT_GT(first.size(), 200000U);
   for (int i = 0; i < 4; ++i) ASSERT_TRUE(RunScript(folder.Path()) == first) << i;
@@ -133,8 +115,8 @@ TEST(SimulatedLine, OutputFileHasEverythingAtItsLineTime) {
   }
 }
 
-std::vector<std::int16_t> Rendered(kiv::LineSignal& signal, std::int64_t first, std::int32_t frames,
-                                   std::int32_t rateHz, std::int32_t channels) {
+std::vector<std::int16_t> Rendered(LineSignal& signal, std::int64_t first, std::int32_t frames, std::int32_t rateHz,
+                                   std::int32_t channels) {
   std::vector<std::int16_t> samples(static_cast<std::size_t>(frames * channels));
   signal.Render(first, frames, rateHz, channels, samples.data());
   return samples;
@@ -194,7 +176,7 @@ TEST(LineSignal, SourceInErrorIsSilence) {
 }
 
 TEST(SimulatedLine, LoopsARecordingOfItselfAtAnyFormat) {
-  const kiv::test::TemporaryFolder folder;
+  const TemporaryFolder folder;
   const std::string path = folder.File("in.wav");
   {
     LSoundSink sink = LWaveFile::OpenSinkPCM(path.c_str(), 8000, 1, 16, 0);
@@ -212,3 +194,4 @@ TEST(SimulatedLine, LoopsARecordingOfItselfAtAnyFormat) {
 }
 
 }  // namespace
+}  // namespace kiv::test

@@ -5,17 +5,9 @@
 
 #include "tests/devices/line_fixture.h"
 
+namespace kiv::test {
 namespace {
 
-using kiv::MakeSilence;
-using kiv::PlayedSound;
-using kiv::SimulatedLine;
-using kiv::test::InstalledLine;
-using kiv::test::MemorySource;
-using kiv::test::Noise;
-using kiv::test::OpenMemory;
-using kiv::test::PlayerLog;
-using kiv::test::Sine;
 using testing::ElementsAre;
 
 // A lock-step line that keeps what the other end hears.
@@ -276,3 +268,4 @@ TEST(LSoundPlayer, WithoutAnOutputPortNothingHappensUntilStop) {
 }
 
 }  // namespace
+}  // namespace kiv::test

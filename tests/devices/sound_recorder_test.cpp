@@ -5,27 +5,14 @@
 
 #include "tests/devices/line_fixture.h"
 
+namespace kiv::test {
 namespace {
 
-using kiv::MakeFunction;
-using kiv::MakeSilence;
-using kiv::MakeTone;
-using kiv::SimulatedLine;
-using kiv::test::HeldSink;
-using kiv::test::InstalledLine;
-using kiv::test::kNeverPause;
-using kiv::test::kNoLimit;
-using kiv::test::Log;
-using kiv::test::MemorySink;
-using kiv::test::NoiseAt;
-using kiv::test::RecordedNoise;
-using kiv::test::RecorderLog;
-using kiv::test::WithoutOffset;
 using testing::Each;
 using testing::ElementsAre;
 
 // A tone at half of full scale in the given stretches of frames at 8000 Hz, silence elsewhere.
-std::unique_ptr<kiv::LineSignal> Bursts(std::vector<std::pair<std::int64_t, std::int64_t>> stretches) {
+std::unique_ptr<LineSignal> Bursts(std::vector<std::pair<std::int64_t, std::int64_t>> stretches) {
   return MakeFunction([stretches](std::int64_t frame, std::int32_t /*channel*/) {
     for (const auto& [from, to] : stretches) {
       if (frame >= from && frame < to) return static_cast<std::int16_t>(frame % 8 < 4 ? 16000 : -16000);
@@ -503,7 +490,7 @@ TEST(LSoundRecorder, InputThatIsUnpluggedStopsTheRecordingAndCannotBeOpened) {
 }
 
 // A sink that is held up once, as by a disk, when it has so many frames.
-class SlowSink : public kiv::test::MemorySink {
+class SlowSink : public MemorySink {
  public:
   SlowSink(SimulatedLine& line, std::int32_t atFrame, std::int64_t forMs)
       : MemorySink(8000, 1), line_(line), atFrame_(atFrame), forMs_(forMs) {}
@@ -562,7 +549,7 @@ TEST(LSoundRecorder, StallLongerThanTheRingIsCountedAsLost) {
 }
 
 TEST(LSoundRecorder, WriteErrorIsReadableAndDoesNotStopTheRecording) {
-  class FullDiskSink : public kiv::test::MemorySink {
+  class FullDiskSink : public MemorySink {
    public:
     FullDiskSink() : MemorySink(8000, 1) {}
     void Write(std::int32_t const* buffer, std::int32_t frames) override {
@@ -604,3 +591,4 @@ TEST(LSoundRecorder, ChainsOfRecordingsJoinWithoutASeam) {
 }
 
 }  // namespace
+}  // namespace kiv::test

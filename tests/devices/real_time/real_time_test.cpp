@@ -8,23 +8,9 @@
 #include "tests/devices/line_fixture.h"
 #include "tests/devices/stalled_sink.h"
 
+namespace kiv::test {
 namespace {
 
-using kiv::EventQueue;
-using kiv::FramesFromNs;
-using kiv::MakeFunction;
-using kiv::SimulatedLine;
-using kiv::test::HeldSink;
-using kiv::test::InstalledLine;
-using kiv::test::kNeverPause;
-using kiv::test::kNoLimit;
-using kiv::test::Noise;
-using kiv::test::NoiseAt;
-using kiv::test::OpenMemory;
-using kiv::test::PlayerLog;
-using kiv::test::RecordedNoise;
-using kiv::test::RecorderLog;
-using kiv::test::StalledSink;
 using std::chrono::steady_clock;
 
 // Runs the main queue until done() or the time is over.
@@ -44,7 +30,7 @@ bool RunMain(Done done, std::chrono::milliseconds limit) {
 // Noise that remembers its first frame.
 struct MarkedNoise {
   std::atomic<std::int64_t> first{-1};
-  std::unique_ptr<kiv::LineSignal> Signal() {
+  std::unique_ptr<LineSignal> Signal() {
     return MakeFunction([this](std::int64_t frame, std::int32_t channel) {
       if (first < 0) first = frame;
       return NoiseAt(frame, channel);
@@ -92,11 +78,11 @@ TEST(RealTimeLine, DelayFromStartToTheFirstFrameInTheFile) {
 }
 
 TEST(RealTimeLine, PlayedIsReportedWhenItHasBeenHeard) {
-  InstalledLine installed(kiv::MakeSilence(), {});
+  InstalledLine installed(MakeSilence(), {});
   std::atomic<std::int64_t> heardNs{0};
   std::vector<double> lateMs;
-  installed.line.OnPlayed([&](const kiv::PlayedSound& sound) {
-    heardNs = sound.startNs + kiv::NsFromFrames(static_cast<std::int64_t>(sound.samples.size()), 8000);
+  installed.line.OnPlayed([&](const PlayedSound& sound) {
+    heardNs = sound.startNs + NsFromFrames(static_cast<std::int64_t>(sound.samples.size()), 8000);
   });
   PlayerLog log;
   LSoundPlayer player;
@@ -119,7 +105,7 @@ TEST(RealTimeLine, PlayedIsReportedWhenItHasBeenHeard) {
 }
 
 TEST(FasterLine, TimeOutsAndTheWallClockRunAtItsSpeed) {
-  InstalledLine installed(kiv::MakeSilence(), {.speed = 20.0});
+  InstalledLine installed(MakeSilence(), {.speed = 20.0});
   installed.line.StallInput(0, SimulatedLine::kForEver);
   RecorderLog log;
   LSoundRecorder recorder;
@@ -149,3 +135,4 @@ TEST(FasterLine, AMinuteOfCallTakesThreeSeconds) {
 }
 
 }  // namespace
+}  // namespace kiv::test
