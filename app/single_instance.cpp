@@ -60,9 +60,9 @@ bool SingleInstance::Claim() {
   return lock_.IsOpen() || errno != EAGAIN;
 }
 
-bool SingleInstance::TellTheOther() const {
+bool SingleInstance::TellTheOther(int limitMs) const {
   using Clock = std::chrono::steady_clock;
-  const auto limit = Clock::now() + std::chrono::milliseconds(kTellLimitMs);
+  const auto limit = Clock::now() + std::chrono::milliseconds(limitMs);
   const sockaddr_un address = AddressIn(folderDescriptor_.Descriptor());
   // It may hold the lock and not listen yet.
   do {

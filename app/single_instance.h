@@ -19,7 +19,8 @@ namespace kiv {
 
 class SingleInstance {
  public:
-  static constexpr int kTellLimitMs = 5000;
+  // Long enough for a machine that stands still for a while.
+  static constexpr int kTellLimitMs = 15000;
 
   explicit SingleInstance(std::string dataFolder);
   ~SingleInstance();
@@ -28,9 +29,9 @@ class SingleInstance {
 
   // False when another process has the folder. The first call decides.
   bool Claim();
-  // Asks the process that has the folder to show its window; waits for it up to kTellLimitMs. False when it could not
-  // be told.
-  bool TellTheOther() const;
+  // Asks the process that has the folder to show its window; waits for it up to that long. False when it could not be
+  // told.
+  bool TellTheOther(int limitMs = kTellLimitMs) const;
   // With a claim and an application object: called on main whenever a second start has asked.
   void Listen(std::function<void()> asked);
 

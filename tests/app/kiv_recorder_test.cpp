@@ -1,11 +1,11 @@
 // The program as a process, without a display: its arguments, its start and end, and one of it for each data folder.
 
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 
+#include "app/single_instance.h"
 #include "audio/wave_file.h"
 #include "tests/app/running_program.h"
 #include "tests/support/test_signals.h"
@@ -237,15 +237,12 @@ TEST_F(KivRecorder, WhatAKilledOneHasLeftHindersNobody) {
 }
 
 TEST_F(KivRecorder, OneThatDoesNotAnswerStillHasTheFolder) {
-  // Somebody with the lock and no socket.
-  std::filesystem::create_directories(home_.DataPath(""));
-  const int lock = open(home_.DataPath(".kiv-recorder.lock").c_str(), O_RDWR | O_CREAT, 0600);
-  ASSERT_EQ(flock(lock, LOCK_EX), 0);
-  std::string said;
-  EXPECT_EQ(StatusOf({"--line", line_}, &said), 0);
-  EXPECT_THAT(said, HasSubstr("is running already"));
-  close(lock);
-  EXPECT_TRUE(home_.Log().empty());
+  // With the lock, and without a socket.
+  kiv::SingleInstance silent(home_.Path() + "/Kiv");
+  ASSERT_TRUE(silent.Claim());
+  kiv::SingleInstance second(home_.Path() + "/Kiv");
+  EXPECT_FALSE(second.Claim());
+  EXPECT_FALSE(second.TellTheOther(100));
 }
 
 TEST_F(KivRecorder, AnotherHomeFolderIsAnotherProgram) {
