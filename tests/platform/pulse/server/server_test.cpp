@@ -99,6 +99,35 @@ TEST_P(SoundServer, SourceThatGoesIsReplacedByTheFallback) {
   ExpectTrueToTheClockOrEnded(begin, before);
 }
 
+TEST_P(SoundServer, SourceThatGoesWhileThereIsAnotherIsReplacedByThat) {
+  OpenDevices();
+  ASSERT_NO_FATAL_FAILURE(RecordUntil(500));
+  const auto begin = SteadyClock::now();
+  const std::int32_t before = heard.recordedMs;
+  ASSERT_EQ(Pactl("unload-module $(pactl list short modules | sed -n 's/^\\([0-9]*\\).*sink_name=line .*/\\1/p')"), 0);
+  ExpectTrueToTheClockOrEnded(begin, before);
+}
+
+TEST_P(SoundServer, IsToldWhoRecordsAndPlaysAndWhat) {
+  OpenDevices();
+  ASSERT_NO_FATAL_FAILURE(RecordUntil(300));
+  Play(Tone(20));
+  ASSERT_TRUE(RunUntil([&] { return heard.playedMs > 0; }, kLimit));
+  for (const auto& [list, name] : {std::pair("source-outputs", "Call recording"), std::pair("sink-inputs", "Prompt")}) {
+    const std::string path = folder.File(list);
+    ASSERT_EQ(std::system(("pactl list " + std::string(list) + " >'" + path + "'").c_str()), 0);
+    const std::string told = kiv::test::ReadFile(path);
+    EXPECT_THAT(told, testing::HasSubstr("application.name = \"Kiv Recorder\""));
+    EXPECT_THAT(told, testing::HasSubstr("application.id = \"com.oskmera.Kiv\""));
+    EXPECT_THAT(told, testing::HasSubstr("application.icon_name = \"com.oskmera.Kiv\""));
+    EXPECT_THAT(told, testing::HasSubstr(std::string("media.name = \"") + name + "\""));
+    // Which would share what the desktop remembers of softphones.
+    EXPECT_THAT(told, testing::Not(testing::HasSubstr("media.role = \"phone\"")));
+  }
+  player->Stop();
+  recorder->Stop();
+}
+
 TEST_P(SoundServer, SuspendedAndResumedSourceLeavesTheRecordingTrueToTheClock) {
   OpenDevices();
   ASSERT_NO_FATAL_FAILURE(RecordUntil(1000));
