@@ -8,12 +8,6 @@
 
 // The loops are written once, in vectors of eight samples, and compiled twice: for the instructions that every
 // processor has (which take such a vector in two halves) and for the wide ones.
-#if defined(__x86_64__)
-#define KIV_TARGET_AVX2 __attribute__((target("avx2")))
-#else
-#define KIV_TARGET_AVX2
-#endif
-#define KIV_INLINE inline __attribute__((always_inline))
 
 namespace {
 

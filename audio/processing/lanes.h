@@ -9,10 +9,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "foundation/vector_width.h"
+
 #if defined(__x86_64__)
 #include <immintrin.h>
-#define KIV_TARGET_AVX2 __attribute__((target("avx2")))
-#define KIV_LANES_INLINE KIV_TARGET_AVX2 inline __attribute__((always_inline))
+#define KIV_LANES_INLINE KIV_TARGET_AVX2 KIV_INLINE
 #endif
 
 namespace kiv {

@@ -5,12 +5,6 @@
 
 // Plain loops that the compiler vectorises, once for the instructions that every processor has and once for
 // the wide ones.
-#if defined(__x86_64__)
-#define KIV_TARGET_AVX2 __attribute__((target("avx2")))
-#else
-#define KIV_TARGET_AVX2
-#endif
-#define KIV_INLINE inline __attribute__((always_inline))
 
 namespace kiv {
 namespace {
