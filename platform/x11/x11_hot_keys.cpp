@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <utility>
 
 namespace kiv {
 namespace {
@@ -190,8 +191,18 @@ int X11HotKeys::Descriptor() const {
 }
 
 void X11HotKeys::GrabAll() {
-  for (auto& [registration, key] : keys_) Ungrab(key.keycode);
+  const std::uint16_t maskBefore = numLockMask_;
+  std::vector<std::uint8_t> codesBefore;
+  for (const auto& [registration, key] : keys_) codesBefore.push_back(key.keycode);
   ReadKeyboard();
+  const bool same = numLockMask_ == maskBefore &&
+                    std::equal(keys_.begin(), keys_.end(), codesBefore.begin(),
+                               [](const auto& entry, std::uint8_t code) { return entry.second.keycode == code; });
+  // News of the keyboard come with the first key of another one, too. A key let go for a moment could be pressed in it.
+  if (same) return;
+  const std::uint16_t maskNow = std::exchange(numLockMask_, maskBefore);
+  for (const std::uint8_t code : codesBefore) Ungrab(code);
+  numLockMask_ = maskNow;
   for (auto& [registration, key] : keys_) key.held = Grab(key.keycode);
 }
 
