@@ -83,8 +83,7 @@ void FillButtonBox(QDialogButtonBox& box) {
       continue;
     }
     button->setProperty("command", text);
-    // A theme's icon stays. The toolkit's own drawings hardly show on dark windows and say no more than the words.
-    if (button->icon().name().isEmpty()) button->setIcon(QIcon());
+    KeepThemeIconOnly(*button);
   }
 }
 

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QIcon>
 #include <QMessageBox>
+#include <QPushButton>
 
 #include "ui/application_loop.h"
 #include "ui/resources.h"
@@ -34,6 +35,7 @@ void LMacMessageBox(const char* message, const char* explanation, short alertTyp
   box.setIcon(IconOf(alertType));
   box.setText(kiv::TextOf(message));
   box.setInformativeText(kiv::TextOf(explanation));
+  kiv::KeepThemeIconOnly(*box.addButton(QMessageBox::Ok));
   box.setWindowModality(Qt::ApplicationModal);
   box.exec();
 }
@@ -52,6 +54,7 @@ void ShowAboutBox() {
   box.setInformativeText(
       "Records telephone calls from the computer's sound input.\n\n"
       "Everyone on the line should know that a call is being recorded.");
+  KeepThemeIconOnly(*box.addButton(QMessageBox::Ok));
   box.setWindowModality(Qt::ApplicationModal);
   box.exec();
 }

@@ -3,6 +3,7 @@
 // What stands behind a WindowRef: the toolkit's window with our handlers, controls by number and menu items by command.
 // Only the files of this folder that draw include it.
 
+#include <QAbstractButton>
 #include <QAction>
 #include <QDialog>
 #include <QMainWindow>
@@ -35,6 +36,9 @@ QString TextOf(const std::string& bytes);
 std::string BytesOf(const QString& text);
 // "&" would mark a mnemonic.
 QString WithoutMnemonics(const QString& text);
+
+// A theme's icon stays. The toolkit's own drawings hardly show on dark windows and say no more than the words.
+void KeepThemeIconOnly(QAbstractButton& button);
 
 class ToolkitWindow {
  public:

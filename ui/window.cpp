@@ -51,6 +51,10 @@ QString WithoutMnemonics(const QString& text) {
   return escaped.replace('&', "&&");
 }
 
+void KeepThemeIconOnly(QAbstractButton& button) {
+  if (button.icon().name().isEmpty()) button.setIcon(QIcon());
+}
+
 ToolkitWindow* ToolkitWindowOf(WindowRef window) {
   return dynamic_cast<ToolkitWindow*>(WidgetOf(window));
 }
