@@ -2,7 +2,6 @@
 
 #include <QEvent>
 #include <QFontMetrics>
-#include <QIcon>
 #include <QMenuBar>
 #include <QPointer>
 #include <QStyle>
@@ -11,7 +10,7 @@
 #include <algorithm>
 #include <set>
 
-#include "ui/resources.h"
+#include "ui/icon_set.h"
 #include "ui/toolbar.h"
 #include "ui/toolkit_window.h"
 
@@ -47,7 +46,7 @@ class ToolBarView : public QToolBar {
     entry.button->setAccessibleName(label.trimmed());
     if (entry.iconName != item.iconName) {
       entry.iconName = item.iconName;
-      entry.button->setIcon(QIcon(QString::fromStdString(ResourceByName("icons", item.iconName))));
+      entry.button->setIcon(icons_.Icon(item.iconName));
     }
     Widen();
   }
@@ -135,6 +134,7 @@ class ToolBarView : public QToolBar {
   ToolBar& model_;
   std::vector<Entry> buttons_;
   std::set<QChar> taken_;
+  IconSet icons_;
   int widest_ = 0;
 };
 

@@ -2,13 +2,11 @@
 
 #include <QAccessible>
 #include <QEvent>
-#include <QIcon>
 #include <QPainter>
 #include <QStyle>
 #include <algorithm>
 
 #include "ui/meter_geometry.h"
-#include "ui/resources.h"
 
 namespace kiv {
 namespace {
@@ -140,8 +138,7 @@ void StateDisplay::paintEvent(QPaintEvent*) {
   const int size = DrawingSize();
   const QRect drawing(0, (height() - size) / 2, size, size);
   const QRect words(size + size / 3, 0, width() - size - size / 3, height());
-  const QIcon icon(QString::fromStdString(ResourceByName("icons", kStateDrawings[state_])));
-  icon.paint(&painter, QStyle::visualRect(layoutDirection(), rect(), drawing));
+  icons_.Icon(kStateDrawings[state_]).paint(&painter, QStyle::visualRect(layoutDirection(), rect(), drawing));
   painter.setFont(WordsFont());
   painter.setPen(palette().color(QPalette::Active, QPalette::WindowText));
   painter.drawText(QStyle::visualRect(layoutDirection(), rect(), words),

@@ -7,6 +7,8 @@
 #include <QPlainTextEdit>
 #include <QWidget>
 
+#include "ui/icon_set.h"
+
 namespace kiv {
 
 // The elapsed time in large digits. As wide as the longest time, so that nothing beside it moves.
@@ -55,6 +57,7 @@ class StateDisplay : public QWidget {
   QFont WordsFont() const;
   int DrawingSize() const;
   int state_ = 0;
+  IconSet icons_;
 };
 
 // Text that is only read: its last line stays in view, whatever size it has.

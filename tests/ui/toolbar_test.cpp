@@ -184,6 +184,15 @@ TEST_F(ToolBarViewTest, EveryIconIsFound) {
   }
 }
 
+// The toolkit keeps the pictures of every icon that it has drawn.
+TEST_F(ToolBarViewTest, IconThatComesBackIsTheSameObject) {
+  const qint64 first = Button("Record")->icon().cacheKey();
+  controller_.SetToolBarItemIcon(101, "kivon");
+  EXPECT_NE(Button("Record")->icon().cacheKey(), first);
+  controller_.SetToolBarItemIcon(101, "kivoff");
+  EXPECT_EQ(Button("Record")->icon().cacheKey(), first);
+}
+
 TEST_F(ToolBarViewTest, BarThatOutlivesItsWindowIsSafe) {
   kiv::DisposeWindow(window_);
   window_ = nullptr;
