@@ -2,12 +2,14 @@
 
 #include <QAbstractButton>
 #include <QAbstractSlider>
+#include <QCoreApplication>
 #include <QDialogButtonBox>
 #include <QFile>
 #include <QIcon>
 #include <QPushButton>
 #include <QUiLoader>
 #include <map>
+#include <memory>
 
 #include "ui/command_id.h"
 #include "ui/resources.h"
@@ -57,10 +59,19 @@ class Loader : public QUiLoader {
   }
 };
 
-Loader& TheLoader() {
-  // Kept: making one looks for plug-ins on disk.
-  static Loader loader;
+// Made while the toolkit knows no folder of plug-ins: it would load those of its form designer, which bring whole
+// further toolkits with them and no control of ours.
+std::unique_ptr<Loader> MakeLoader() {
+  const QStringList folders = QCoreApplication::libraryPaths();
+  QCoreApplication::setLibraryPaths({});
+  auto loader = std::make_unique<Loader>();
+  QCoreApplication::setLibraryPaths(folders);
   return loader;
+}
+
+Loader& TheLoader() {
+  static const std::unique_ptr<Loader> loader = MakeLoader();
+  return *loader;
 }
 
 void FillButtonBox(QDialogButtonBox& box) {

@@ -6,8 +6,10 @@
 #include <QAbstractButton>
 #include <QAction>
 #include <QCheckBox>
+#include <QCoreApplication>
 #include <QDialogButtonBox>
 #include <QDir>
+#include <QFile>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
@@ -199,6 +201,18 @@ TEST(InterfaceFile, MenusHoldEveryCommand) {
   }
   EXPECT_EQ(commands, (std::set<std::uint32_t>{2001, 2002, 2003, 1001, 1002, kiv::FourCC("pref"), kiv::FourCC("quit"),
                                                kiv::FourCC("abou"), kiv::FourCC("ahlp")}));
+}
+
+TEST(InterfaceFile, LoadingBringsNoPluginOfTheFormDesigner) {
+  const Desktop desktop;
+  const std::unique_ptr<QWidget> window(kiv::LoadInterfaceWindow("LTextEditDlg"));
+  ASSERT_NE(window, nullptr);
+  QFile maps("/proc/self/maps");
+  ASSERT_TRUE(maps.open(QIODevice::ReadOnly));
+  const QByteArray loaded = maps.readAll();
+  EXPECT_TRUE(loaded.contains("libQt6UiTools"));
+  EXPECT_FALSE(loaded.contains("/designer/"));
+  EXPECT_FALSE(QCoreApplication::libraryPaths().isEmpty());
 }
 
 TEST(InterfaceFile, EachKindOfProblemIsFound) {
