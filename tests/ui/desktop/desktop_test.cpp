@@ -5,12 +5,15 @@
 #include <sys/stat.h>
 
 #include <QApplication>
+#include <QLineEdit>
+#include <QPointer>
 #include <QScreen>
 #include <QSystemTrayIcon>
 #include <QTimer>
 #include <QWindow>
 
 #include "platform/qt/application_badge.h"
+#include "platform/qt/file_panels.h"
 #include "platform/qt/opener.h"
 #include "platform/x11/x11_hot_keys.h"
 #include "recorder/status_window.h"
@@ -326,6 +329,45 @@ TEST(OpenerOnTheDesktop, FoldersAndPagesGoThroughXdgOpen) {
   EXPECT_NE(opened.find("/kiv/index.html\n"), std::string::npos) << opened;
   kiv::services = before;
   qputenv("PATH", path);
+}
+
+// --- The choose panels
+
+class PanelsOnTheDesktop : public testing::Test {
+ protected:
+  PanelsOnTheDesktop() { kiv::test::WriteFile(folder_.File("prompt.wav"), "RIFF"); }
+  // Types into the panel that opens next, and presses the key until it is gone: a list of proposals may take the first.
+  void Answer(const std::string& name, const std::string& key) {
+    QTimer::singleShot(0, qApp, [name, key] {
+      const QPointer<QWidget> panel = QApplication::activeModalWidget();
+      ASSERT_NE(panel, nullptr);
+      RunTool({"windowactivate", "--sync", std::to_string(panel->winId())});
+      if (!name.empty()) {
+        RunTool({"type", "--delay", "20", name});
+        const auto* field = panel->findChild<QLineEdit*>("fileNameEdit");
+        ASSERT_NE(field, nullptr);
+        EXPECT_TRUE(WaitUntil([&] { return field->text().toStdString() == name; })) << field->text().toStdString();
+      }
+      EXPECT_TRUE(WaitUntil([&] {
+        if (panel == nullptr || !panel->isVisible()) return true;
+        RunTool({"key", key});
+        return false;
+      }));
+    });
+  }
+  kiv::test::TemporaryFolder folder_;
+  kiv::test::Desktop desktop_;
+  kiv::QtFilePanels panels_{false};
+};
+
+TEST_F(PanelsOnTheDesktop, AFileIsChosenByTypingItsName) {
+  Answer("prompt.wav", "Return");
+  EXPECT_EQ(panels_.ChooseFile(nullptr, "Load Recording", folder_.Path()), folder_.File("prompt.wav"));
+}
+
+TEST_F(PanelsOnTheDesktop, EscapeChoosesNoFolder) {
+  Answer("", "Escape");
+  EXPECT_EQ(panels_.ChooseFolder(nullptr, "Locate folder to copy files to", folder_.Path()), std::nullopt);
 }
 
 // --- The tray
