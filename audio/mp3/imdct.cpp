@@ -39,19 +39,16 @@ ImdctTables MakeTables() noexcept {
 }
 
 ImdctFunctions const& Functions() noexcept {
-  switch (BestVectorWidth()) {
 #if defined(__x86_64__)
+  switch (BestVectorWidth()) {
     case VectorWidth::Avx2:
       return kImdctAvx2;
     case VectorWidth::Sse2:
       return kImdctSse2;
-#else
-    case VectorWidth::Avx2:
-    case VectorWidth::Sse2:
-#endif
     case VectorWidth::Scalar:
       break;
   }
+#endif
   return kImdctScalar;
 }
 

@@ -14,19 +14,16 @@ void SynthesizeScalar(SynthArguments const& a) noexcept {
 namespace {
 
 SynthFunction Function() noexcept {
-  switch (BestVectorWidth()) {
 #if defined(__x86_64__)
+  switch (BestVectorWidth()) {
     case VectorWidth::Avx2:
       return SynthesizeAvx2;
     case VectorWidth::Sse2:
       return SynthesizeSse2;
-#else
-    case VectorWidth::Avx2:
-    case VectorWidth::Sse2:
-#endif
     case VectorWidth::Scalar:
       break;
   }
+#endif
   return SynthesizeScalar;
 }
 
