@@ -20,6 +20,7 @@ class LSoundSinkBase {
   virtual ~LSoundSinkBase() = default;
   // Takes frames * Channels() samples. Frames below 1: nothing.
   virtual void Write(std::int32_t const* buffer, std::int32_t frames) = 0;
+  // Moves the write position. The base does nothing; file sinks go back only, and cut off what was behind.
   virtual void Seek(std::int32_t frame);
 
   // Frames written so far, which is the write position.

@@ -51,6 +51,7 @@ class LSoundSourceBase {
   virtual std::int32_t GetPositionSample() const = 0;
   // Frames in the stream; 0 where unknown or endless.
   virtual std::int32_t GetEndSample() const = 0;
+  // Moves the position. The base does nothing.
   virtual void Seek(std::int32_t frame);
 
   std::int32_t Rate() const noexcept { return rate_; }

@@ -4,7 +4,8 @@
 //
 //   Units    ms.
 //   Threads  Start, Join and the destructor: the owner's thread (Start may also be called from others at once).
-//            Wait, WaitSignal: the worker. StopThreadSoon, RaiseSignal, ClearSignal, IsStopRequested: any.
+//            Wait, WaitSignal: the worker. StopThreadSoon, RaiseSignal, ClearSignal, IsRaised, IsStopRequested,
+//            HasThread: any; but HasThread waits while another thread joins. UseWaitClock: the owner's thread.
 //   Locks    the state mutex guards the stop flag, the running flag and every LSignalObject waited for with this
 //            thread; it is held for their update or the wait itself only. The start mutex makes Start
 //            exclusive; it is taken before the state mutex.

@@ -1,5 +1,6 @@
 #include "foundation/wall_clock.h"
 
+#include "foundation/fixed_point.h"
 #include "platform/clock.h"
 #include "platform/services.h"
 
@@ -7,8 +8,7 @@ namespace kiv {
 
 std::int64_t UnixTime() {
   if (services.clock == nullptr) return std::time(nullptr);
-  const std::int64_t ms = services.clock->UnixMilliseconds();
-  return ms / 1000 - (ms % 1000 < 0 ? 1 : 0);
+  return FloorDivide(services.clock->UnixMilliseconds(), 1000);
 }
 
 bool LocalTime(std::int64_t unixTime, std::tm& local) {
