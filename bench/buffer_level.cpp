@@ -7,12 +7,7 @@
 #include <vector>
 
 #include "audio/buffer_level.h"
-
-#if defined(__x86_64__)
-#define KIV_BENCH_WIDE __attribute__((target("avx2")))
-#else
-#define KIV_BENCH_WIDE
-#endif
+#include "foundation/vector_width.h"
 
 namespace {
 
@@ -26,11 +21,17 @@ std::vector<std::int32_t> Material(std::size_t samples) {
   return material;
 }
 
-// One pass of reading, in the widest instructions that we use: a sum that the compiler vectorises.
-KIV_BENCH_WIDE std::uint32_t ReadOnce(std::int32_t const* samples, std::int64_t count) {
+// One pass of reading, in the widest instructions that we use here: a sum that the compiler vectorises.
+KIV_INLINE std::uint32_t SumLoop(std::int32_t const* samples, std::int64_t count) {
   std::uint32_t sum = 0;
   for (std::int64_t i = 0; i < count; ++i) sum += static_cast<std::uint32_t>(samples[i]);
   return sum;
+}
+KIV_TARGET_AVX2 std::uint32_t SumWide(std::int32_t const* samples, std::int64_t count) {
+  return SumLoop(samples, count);
+}
+std::uint32_t ReadOnce(std::int32_t const* samples, std::int64_t count) {
+  return kiv::BestVectorWidth() == kiv::VectorWidth::Avx2 ? SumWide(samples, count) : SumLoop(samples, count);
 }
 
 template <typename Measure>
