@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "foundation/level.h"
-#include "foundation/vector_width.h"
+#include "tests/support/every_vector_width.h"
 #include "tests/support/test_signals.h"
 
 namespace {
@@ -35,17 +35,8 @@ std::uint64_t PlainMeanSquare(const Samples& samples, std::size_t from, std::siz
   return (total / count * 8192 % word + total % count * 8192 % word / count) % word;
 }
 
-class BufferLevel : public testing::TestWithParam<kiv::VectorWidth> {
- protected:
-  void SetUp() override { kiv::ForceVectorWidth(GetParam()); }
-  void TearDown() override { kiv::ForceNoVectorWidth(); }
-};
-std::string WidthName(const testing::TestParamInfo<kiv::VectorWidth>& info) {
-  return info.param == kiv::VectorWidth::Scalar ? "Scalar" : (info.param == kiv::VectorWidth::Sse2 ? "Sse2" : "Avx2");
-}
-INSTANTIATE_TEST_SUITE_P(EveryWidth, BufferLevel,
-                         testing::Values(kiv::VectorWidth::Scalar, kiv::VectorWidth::Sse2, kiv::VectorWidth::Avx2),
-                         WidthName);
+class BufferLevel : public kiv::test::EveryVectorWidth {};
+INSTANTIATE_TEST_SUITE_P(EveryWidth, BufferLevel, kiv::test::kVectorWidths, kiv::test::VectorWidthName);
 
 TEST_P(BufferLevel, SilenceIsZeroEverywhere) {
   const Samples zeros(200, 0);

@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <utility>
 
-#include "foundation/vector_width.h"
 #include "tests/reference/plain_rate_conversion.h"
+#include "tests/support/every_vector_width.h"
 #include "tests/support/test_signals.h"
 
 namespace {
@@ -167,18 +167,8 @@ TEST(LSinkConvertRateBase, PositionCountsTheFramesWritten) {
   EXPECT_EQ(chain.sink->Position(), 1000);
 }
 
-std::string WidthName(const testing::TestParamInfo<kiv::VectorWidth>& info) {
-  return info.param == kiv::VectorWidth::Scalar ? "Scalar" : (info.param == kiv::VectorWidth::Sse2 ? "Sse2" : "Avx2");
-}
-
-class LSinkConvertRateBits : public testing::TestWithParam<kiv::VectorWidth> {
- protected:
-  void SetUp() override { kiv::ForceVectorWidth(GetParam()); }
-  void TearDown() override { kiv::ForceNoVectorWidth(); }
-};
-INSTANTIATE_TEST_SUITE_P(EveryWidth, LSinkConvertRateBits,
-                         testing::Values(kiv::VectorWidth::Scalar, kiv::VectorWidth::Sse2, kiv::VectorWidth::Avx2),
-                         WidthName);
+class LSinkConvertRateBits : public kiv::test::EveryVectorWidth {};
+INSTANTIATE_TEST_SUITE_P(EveryWidth, LSinkConvertRateBits, kiv::test::kVectorWidths, kiv::test::VectorWidthName);
 
 TEST_P(LSinkConvertRateBits, EveryPairMatchesThePlainModel) {
   for (const std::int32_t from : kRates) {

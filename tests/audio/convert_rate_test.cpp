@@ -7,8 +7,8 @@
 #include <memory>
 #include <utility>
 
-#include "foundation/vector_width.h"
 #include "tests/reference/plain_rate_conversion.h"
+#include "tests/support/every_vector_width.h"
 #include "tests/support/test_signals.h"
 
 namespace {
@@ -124,12 +124,12 @@ TEST(LSPConvertRate, AnInputInErrorIsTheInputItself) {
   EXPECT_EQ(&*out, &*input);
 }
 
-// References on the input tell one stage from two: the first of two holds it, the result holds the first.
+// One stage gives other samples than two.
 bool IsOneStage(std::int32_t from, std::int32_t to) {
   const Samples tone = Sine(440.0, 400000.0, from, 12000, 1);
-  const Samples ours =
-      ReadInPieces(*std::make_unique<LSoundSource>(Converted(OpenMemory(tone, from, 1), to)), 1000, {1000});
-  return ours == ReadInPieces(*std::make_unique<LSoundSource>(Stage(OpenMemory(tone, from, 1), to)), 1000, {1000});
+  LSoundSource ours = Converted(OpenMemory(tone, from, 1), to);
+  LSoundSource one = Stage(OpenMemory(tone, from, 1), to);
+  return ReadInPieces(ours, 1000, {1000}) == ReadInPieces(one, 1000, {1000});
 }
 
 TEST(LSPConvertRate, BelowAQuarterOfTheRateTakesTwoStages) {
@@ -350,18 +350,8 @@ Samples Material(Shape shape, std::int32_t frames, int channels) {
   return {};
 }
 
-std::string WidthName(const testing::TestParamInfo<kiv::VectorWidth>& info) {
-  return info.param == kiv::VectorWidth::Scalar ? "Scalar" : (info.param == kiv::VectorWidth::Sse2 ? "Sse2" : "Avx2");
-}
-
-class LSRCConvertRateBits : public testing::TestWithParam<kiv::VectorWidth> {
- protected:
-  void SetUp() override { kiv::ForceVectorWidth(GetParam()); }
-  void TearDown() override { kiv::ForceNoVectorWidth(); }
-};
-INSTANTIATE_TEST_SUITE_P(EveryWidth, LSRCConvertRateBits,
-                         testing::Values(kiv::VectorWidth::Scalar, kiv::VectorWidth::Sse2, kiv::VectorWidth::Avx2),
-                         WidthName);
+class LSRCConvertRateBits : public kiv::test::EveryVectorWidth {};
+INSTANTIATE_TEST_SUITE_P(EveryWidth, LSRCConvertRateBits, kiv::test::kVectorWidths, kiv::test::VectorWidthName);
 
 TEST_P(LSRCConvertRateBits, EveryPairMatchesThePlainModel) {
   for (const std::int32_t from : kRates) {

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "foundation/vector_width.h"
+#include "tests/support/every_vector_width.h"
 #include "tests/support/test_signals.h"
 
 namespace {
@@ -50,7 +50,7 @@ TEST(SampleFormat, EightBitOutRoundsHalfUpAndWraps) {
   EXPECT_EQ(Out8(-2049), 127);
   EXPECT_EQ(Out8(INT32_MAX), 128);
 }
-TEST(SampleFormat, EightBitIn) {
+TEST(SampleFormat, EightBitInIsCentredOn128) {
   EXPECT_EQ(In8(0), -524288);
   EXPECT_EQ(In8(128), 0);
   EXPECT_EQ(In8(255), 520192);
@@ -91,11 +91,8 @@ TEST(SampleFormat, ExactlyNSamplesAreConverted) {
 
 // Every vector width against one sample at a time, which no width can vectorise, with n from 0 through several vectors
 // and a rest.
-class SampleFormatWidth : public testing::TestWithParam<kiv::VectorWidth> {
+class SampleFormatWidth : public kiv::test::EveryVectorWidth {
  protected:
-  void SetUp() override { kiv::ForceVectorWidth(GetParam()); }
-  void TearDown() override { kiv::ForceNoVectorWidth(); }
-
   template <typename Format>
   static void CompareWithSingles() {
     std::vector<std::int32_t> in = kiv::test::Noise(2, 300, 1, INT32_MAX);
@@ -130,7 +127,6 @@ TEST_P(SampleFormatWidth, GivesTheSameBits) {
   CompareWithSingles<LSF16>();
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryWidth, SampleFormatWidth,
-                         testing::Values(kiv::VectorWidth::Scalar, kiv::VectorWidth::Sse2, kiv::VectorWidth::Avx2));
+INSTANTIATE_TEST_SUITE_P(EveryWidth, SampleFormatWidth, kiv::test::kVectorWidths, kiv::test::VectorWidthName);
 
 }  // namespace

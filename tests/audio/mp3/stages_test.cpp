@@ -13,8 +13,8 @@
 #include "audio/mp3/side_info.h"
 #include "audio/mp3/stereo.h"
 #include "audio/mp3/synth.h"
-#include "foundation/vector_width.h"
 #include "tests/audio/mp3/mp3_writer.h"
+#include "tests/support/every_vector_width.h"
 
 namespace {
 
@@ -22,13 +22,8 @@ using kiv::VectorWidth;
 using kiv::test::Random;
 constexpr double kPi = std::numbers::pi;
 
-class EveryWidth : public testing::TestWithParam<VectorWidth> {
- protected:
-  void SetUp() override { kiv::ForceVectorWidth(GetParam()); }
-  void TearDown() override { kiv::ForceNoVectorWidth(); }
-};
-INSTANTIATE_TEST_SUITE_P(Widths, EveryWidth,
-                         testing::Values(VectorWidth::Scalar, VectorWidth::Sse2, VectorWidth::Avx2));
+class MP3Transforms : public kiv::test::EveryVectorWidth {};
+INSTANTIATE_TEST_SUITE_P(EveryWidth, MP3Transforms, kiv::test::kVectorWidths, kiv::test::VectorWidthName);
 
 double Uniform(Random& random) {
   return random.Between(-1000000, 1000000) / 1000000.0;
@@ -158,7 +153,7 @@ void DirectImdct(const float* x, int type, double* out) {
   }
 }
 
-TEST_P(EveryWidth, ImdctIsTheDefinitionWithWindowOverlapAndFrequencyInversion) {
+TEST_P(MP3Transforms, ImdctIsTheDefinitionWithWindowOverlapAndFrequencyInversion) {
   Random random(2);
   MP3Overlap overlap;
   double expectedOverlap[32][18] = {};
@@ -208,7 +203,7 @@ class DirectSynthesis {
   double v_[1024] = {};
 };
 
-TEST_P(EveryWidth, SynthesisIsTheFlowChartOfTheStandard) {
+TEST_P(MP3Transforms, SynthesisIsTheFlowChartOfTheStandard) {
   Random random(3);
   DirectSynthesis direct;
   MP3PolyphaseSynth synth;
@@ -231,7 +226,7 @@ TEST_P(EveryWidth, SynthesisIsTheFlowChartOfTheStandard) {
   }
 }
 
-TEST_P(EveryWidth, EveryWidthGivesTheBitsOfTheScalarOne) {
+TEST_P(MP3Transforms, EveryWidthGivesTheBitsOfTheScalarOne) {
   const auto run = [](VectorWidth width) {
     kiv::ForceVectorWidth(width);
     Random random(4);
@@ -258,7 +253,7 @@ TEST_P(EveryWidth, EveryWidthGivesTheBitsOfTheScalarOne) {
   EXPECT_EQ(run(GetParam()), scalar);
 }
 
-TEST_P(EveryWidth, SynthesisTruncatesTowardZeroAndClampsOnlyOutside32Bits) {
+TEST_P(MP3Transforms, SynthesisTruncatesTowardZeroAndClampsOnlyOutside32Bits) {
   // A constant in subband 0 settles to a constant level; looked at in small steps around whole numbers it must
   // never leave zero too early or too late.
   for (const double level : {0.3, -0.3, 0.999, -0.999, 1.5, -1.5, 1000.75, -1000.75}) {
