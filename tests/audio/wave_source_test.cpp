@@ -154,7 +154,7 @@ TEST_F(WaveSource, FileCutAnywhereInTheHeaderIsInvalid) {
   EXPECT_EQ(ErrorOf(bytes), kSourceGood);
 }
 
-TEST_F(WaveSource, FieldsOutOfRange) {
+TEST_F(WaveSource, FieldsOutOfRangeAreRefusedEachWithItsReason) {
   const auto error = [&](FormatFields fields) { return ErrorOf(WaveBytes(fields, Ramp(2))); };
   EXPECT_EQ(error({.channels = 0}), kSourceInvalid);
   EXPECT_EQ(error({.channels = 1}), kSourceGood);
@@ -189,7 +189,7 @@ TEST_F(WaveSource, UpToEightBitsAreReadAsBytesAndNineToSixteenAsWords) {
   }
 }
 
-TEST_F(WaveSource, FilesThatCannotBeOpened) {
+TEST_F(WaveSource, FilesThatCannotBeOpenedAreToldFromThoseThatAreNone) {
   EXPECT_EQ(LWaveFile::OpenSource(Folder().File("none.wav").c_str())->Error(), kSourceNotOpened);
   EXPECT_EQ(LWaveFile::OpenSource("")->Error(), kSourceNotOpened);
   EXPECT_EQ(LWaveFile::OpenSource(std::string(5000, 'x').c_str())->Error(), kSourceNotOpened);
@@ -205,7 +205,7 @@ TEST_F(WaveSource, NamedPipeWithoutWriterDoesNotHoldUp) {
 }
 
 // In a process of its own that is not the superuser, who may read everything.
-TEST_F(WaveSource, UnreadableFile) {
+TEST_F(WaveSource, FileThatMayNotBeReadCountsAsNotOpened) {
   kiv::test::WriteFile(Path(), WaveBytes({}, Ramp(2)));
   ASSERT_EQ(chmod(Folder().Path().c_str(), 0755), 0);
   const auto errorForOthers = [this](mode_t mode) {

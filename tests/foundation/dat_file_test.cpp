@@ -442,7 +442,7 @@ class TypedDatFile : public DatFile {
   const LDatFile file_{path_.c_str()};
 };
 
-TEST_F(TypedDatFile, Long) {
+TEST_F(TypedDatFile, NumberIsTheLeadingDigitsAndNoTextTheDefault) {
   EXPECT_EQ(file_.GetLong("s", "k", 7), 7);
   Set("");
   EXPECT_EQ(file_.GetLong("s", "k", 7), 7);
@@ -472,7 +472,7 @@ TEST_F(TypedDatFile, BoolIsTrueWhenTheTextBeginsWithALowerCaseT) {
     EXPECT_FALSE(file_.GetBool("s", "k", true)) << value;
   }
 }
-TEST_F(TypedDatFile, LevelAndTime) {
+TEST_F(TypedDatFile, LevelAndTimeAreReadFromTheirTextsAndNoTextIsTheDefault) {
   EXPECT_EQ(file_.GetDB("s", "k", -3), -3);
   EXPECT_EQ(file_.GetSoundTime("s", "k", 15000), 15000);
   Set("");

@@ -68,7 +68,7 @@ TEST_F(CopyFileTest, FileOntoItselfIsRefusedAndKept) {
   EXPECT_FALSE(Copy("from", "alias"));
   EXPECT_EQ(ReadFile(folder_.File("from")), "precious");
 }
-TEST_F(CopyFileTest, TargetThatCannotBeMade) {
+TEST_F(CopyFileTest, TargetThatCannotBeMadeIsRefused) {
   WriteFile(folder_.File("from"), "new");
   EXPECT_FALSE(Copy("from", "missing/to"));
   EXPECT_FALSE(LFile::CopyFile(folder_.File("from").c_str(), folder_.Path().c_str()));

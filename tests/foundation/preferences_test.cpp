@@ -42,7 +42,7 @@ TEST_F(Preferences, NameIsSectionSlashKey) {
   LSettingSetString("S", longKey.c_str(), "y");
   EXPECT_EQ(store_.values.count("S/" + longKey), 1U);
 }
-TEST_F(Preferences, TextOrDefault) {
+TEST_F(Preferences, StoredTextComesBackEvenEmptyAndNoneIsTheDefault) {
   EXPECT_EQ(Get("fallback"), "fallback");
   Store("");
   EXPECT_EQ(Get("fallback"), "");
@@ -82,7 +82,7 @@ TEST_F(Preferences, BoolIsStoredAsOneOrZero) {
   LSettingSet<bool>("Settings", "Key", false);
   EXPECT_EQ(store_.values["Settings/Key"], "0");
 }
-TEST_F(Preferences, Long) {
+TEST_F(Preferences, NumberIsTheLeadingDigitsAndNoTextTheDefault) {
   EXPECT_EQ(LSettingGet<std::int32_t>("Settings", "Key", 30), 30);
   Store("");
   EXPECT_EQ(LSettingGet<std::int32_t>("Settings", "Key", 30), 30);
