@@ -12,57 +12,27 @@
 #include <memory>
 
 #include "audio/wave_file.h"
+#include "tests/app/desktop/windows.h"
 #include "tests/app/running_program.h"
 #include "tests/support/test_signals.h"
 
 namespace {
 
+using kiv::test::Activate;
 using kiv::test::HomeFolder;
+using kiv::test::IsActive;
+using kiv::test::Key;
 using kiv::test::ReadFile;
 using kiv::test::RunningProgram;
+using kiv::test::Succeeds;
 using kiv::test::WaitFor;
+using kiv::test::WindowNamed;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
 constexpr std::uintmax_t kSecondBytes = 16000;
-
-bool Succeeds(const std::string& command) {
-  return std::system(("timeout 20 " + command + " >/dev/null 2>&1").c_str()) == 0;
-}
-
-std::string OutputOf(const std::string& command) {
-  std::string text;
-  FILE* pipe = popen(("timeout 20 sh -c '" + command + "' 2>/dev/null").c_str(), "r");
-  if (pipe == nullptr) return text;
-  char piece[256];
-  for (std::size_t n = 0; (n = fread(piece, 1, sizeof piece, pipe)) > 0;) text.append(piece, n);
-  pclose(pipe);
-  while (!text.empty() && text.back() == '\n') text.pop_back();
-  return text;
-}
-
-// The one visible window of that title; empty without one.
-std::string WindowNamed(const std::string& title) {
-  return OutputOf("xdotool search --onlyvisible --name \"^" + title + "\\$\" | tail -n 1");
-}
-
-bool IsActive(const std::string& title) {
-  return OutputOf("xdotool getactivewindow getwindowname") == title;
-}
-
-// Gives a window the keyboard. A search stumbles over windows that go while it looks.
-void Activate(const std::string& title) {
-  EXPECT_TRUE(WaitFor([&] {
-    const std::string window = WindowNamed(title);
-    return !window.empty() && Succeeds("xdotool windowactivate --sync " + window) && IsActive(title);
-  })) << title;
-}
-
-void Key(const std::string& keys) {
-  EXPECT_TRUE(Succeeds("xdotool key " + keys));
-}
 
 class CallOnTheDesktop : public testing::Test {
  protected:
