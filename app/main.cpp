@@ -86,8 +86,11 @@ int main(int argc, char** argv) {
 
   kiv::SingleInstance instance(gSettings.dataFolder);
   if (!instance.Claim()) {
-    if (!instance.TellTheOther()) std::fputs("kiv-recorder: is running already and does not answer\n", stderr);
-    return 0;
+    const auto told = instance.TellTheOther();
+    if (told == kiv::SingleInstance::Told::NoAnswer) {
+      std::fputs("kiv-recorder: is running already and does not answer\n", stderr);
+    }
+    if (told != kiv::SingleInstance::Told::Gone) return 0;
   }
   kiv::QtPreferenceStore preferences;
   kiv::services.preferences = &preferences;

@@ -22,6 +22,9 @@ constexpr char kLockName[] = ".kiv-recorder.lock";
 constexpr char kSocketName[] = ".kiv-recorder.socket";
 constexpr int kRetryMs = 50;
 constexpr std::size_t kTokenSize = 256;
+constexpr char kDone = '!';
+
+using Clock = std::chrono::steady_clock;
 
 // A socket's address holds about a hundred bytes, less than many a folder's path: this one leads there by way of the
 // open folder.
@@ -48,6 +51,8 @@ SingleInstance::SingleInstance(std::string dataFolder)
 SingleInstance::~SingleInstance() {
   notifier_.reset();
   if (socket_.IsOpen()) unlink(PathOf(kSocketName).c_str());
+  // The lock stays until the process ends: the settings are written after main.
+  static_cast<void>(lock_.Release());
 }
 
 std::string SingleInstance::PathOf(const char* name) const {
@@ -55,32 +60,37 @@ std::string SingleInstance::PathOf(const char* name) const {
 }
 
 bool SingleInstance::Claim() {
+  if (lock_.IsOpen()) return true;
   lock_ =
       LReadWriteFile(OpenLocked(PathOf(kLockName).c_str(), O_RDWR | O_CREAT | O_NONBLOCK, FileLock::Exclusive, 0600));
   return lock_.IsOpen() || errno != EAGAIN;
 }
 
-bool SingleInstance::TellTheOther(int limitMs) const {
-  using Clock = std::chrono::steady_clock;
-  const auto limit = Clock::now() + std::chrono::milliseconds(limitMs);
+bool SingleInstance::AskOnce(Clock::time_point limit) const {
   const sockaddr_un address = AddressIn(folderDescriptor_.Descriptor());
-  // It may hold the lock and not listen yet.
+  const OwnedDescriptor connection(OpenSocket());
+  if (!connection.IsOpen() || connect(connection.Descriptor(), Generic(address), sizeof address) != 0) return false;
+  // On some desktops a window may come to the front only with the token of the start that asks for it.
+  const char* token = std::getenv("XDG_ACTIVATION_TOKEN");
+  if (token == nullptr) token = "";
+  send(connection.Descriptor(), token, std::strlen(token) + 1, MSG_NOSIGNAL);
+  pollfd answer = {connection.Descriptor(), POLLIN, 0};
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(limit - Clock::now()).count();
+  if (poll(&answer, 1, left > 0 ? static_cast<int>(left) : 0) != 1) return false;
+  // A program that ends closes the connection without a word.
+  char word = 0;
+  return recv(connection.Descriptor(), &word, 1, 0) == 1;
+}
+
+SingleInstance::Told SingleInstance::TellTheOther(int limitMs) {
+  const auto limit = Clock::now() + std::chrono::milliseconds(limitMs);
+  // It may hold the lock and not listen yet, or no more.
   do {
-    const OwnedDescriptor connection(OpenSocket());
-    if (!connection.IsOpen()) return false;
-    if (connect(connection.Descriptor(), Generic(address), sizeof address) == 0) {
-      // On some desktops a window may come to the front only with the token of the start that asks for it.
-      const char* token = std::getenv("XDG_ACTIVATION_TOKEN");
-      if (token == nullptr) token = "";
-      send(connection.Descriptor(), token, std::strlen(token) + 1, MSG_NOSIGNAL);
-      // It closes the connection once it has done it.
-      pollfd answer = {connection.Descriptor(), POLLIN, 0};
-      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(limit - Clock::now()).count();
-      return poll(&answer, 1, left > 0 ? static_cast<int>(left) : 0) == 1;
-    }
+    if (AskOnce(limit)) return Told::Shown;
+    if (Claim()) return Told::Gone;
     std::this_thread::sleep_for(std::chrono::milliseconds(kRetryMs));
   } while (Clock::now() < limit);
-  return false;
+  return Told::NoAnswer;
 }
 
 void SingleInstance::Listen(std::function<void()> asked) {
@@ -103,6 +113,7 @@ void SingleInstance::Listen(std::function<void()> asked) {
       const ssize_t got = recv(connection.Descriptor(), token, sizeof token - 1, 0);
       if (got > 0 && token[0] != '\0') setenv("XDG_ACTIVATION_TOKEN", token, 1);
       asked();
+      send(connection.Descriptor(), &kDone, 1, MSG_NOSIGNAL);
     }
   });
 }

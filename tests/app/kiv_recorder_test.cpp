@@ -1,6 +1,9 @@
 // The program as a process, without a display: its arguments, its start and end, and one of it for each data folder.
 
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -242,7 +245,44 @@ TEST_F(KivRecorder, OneThatDoesNotAnswerStillHasTheFolder) {
   ASSERT_TRUE(silent.Claim());
   kiv::SingleInstance second(home_.Path() + "/Kiv");
   EXPECT_FALSE(second.Claim());
-  EXPECT_FALSE(second.TellTheOther(100));
+  EXPECT_EQ(second.TellTheOther(100), kiv::SingleInstance::Told::NoAnswer);
+}
+
+// As when somebody quits the program and starts it again at once.
+TEST_F(KivRecorder, OneThatEndsInsteadOfAnsweringLeavesTheFolderToTheNext) {
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+  home_.DataPath(".kiv-recorder.socket").copy(address.sun_path, sizeof address.sun_path - 1);
+  for (const bool listens : {false, true}) {
+    int ready[2];
+    int go[2];
+    ASSERT_EQ(pipe(ready), 0);
+    ASSERT_EQ(pipe(go), 0);
+    const pid_t first = fork();
+    if (first == 0) {
+      kiv::SingleInstance leaving(home_.Path() + "/Kiv");
+      const int listening = socket(AF_UNIX, SOCK_STREAM, 0);
+      bool well = leaving.Claim();
+      if (listens) well = well && bind(listening, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+      if (listens) well = well && listen(listening, 1) == 0;
+      char word = well ? 'c' : '-';
+      well = write(ready[1], &word, 1) == 1 && read(go[0], &word, 1) == 1 && well;
+      if (listens) well = accept(listening, nullptr, nullptr) >= 0 && well;
+      _exit(well ? 0 : 1);
+    }
+    char word = 0;
+    ASSERT_EQ(read(ready[0], &word, 1), 1);
+    ASSERT_EQ(word, 'c');
+    kiv::SingleInstance next(home_.Path() + "/Kiv");
+    EXPECT_FALSE(next.Claim());
+    ASSERT_EQ(write(go[1], &word, 1), 1);
+    EXPECT_EQ(next.TellTheOther(kiv::test::kLimitMs), kiv::SingleInstance::Told::Gone) << listens;
+    EXPECT_TRUE(next.Claim());
+    int status = 0;
+    ASSERT_EQ(waitpid(first, &status, 0), first);
+    EXPECT_EQ(status, 0);
+    for (const int end : {ready[0], ready[1], go[0], go[1]}) close(end);
+    std::filesystem::remove(home_.DataPath(".kiv-recorder.lock"));  // Held until this process ends.
+  }
 }
 
 TEST_F(KivRecorder, AnotherHomeFolderIsAnotherProgram) {
