@@ -9,6 +9,7 @@
 #include <csignal>
 
 #include "audio/wave_header.h"
+#include "foundation/descriptor_io.h"
 #include "foundation/fixed_point.h"
 
 namespace {
@@ -70,8 +71,8 @@ void LSNKPCMFileBase::WriteRIFF(bool final) noexcept {
   WriteBytes(header.data(), header.size());
 }
 
-void LSNKPCMFileBase::SyncToDisk() const noexcept {
-  if (descriptor_ >= 0) fdatasync(descriptor_);
+void LSNKPCMFileBase::SyncToDisk() noexcept {
+  if (descriptor_ >= 0 && !kiv::SyncData(descriptor_)) error_ |= kSinkFailed;
 }
 
 void LSNKPCMFileBase::WriteBytes(void const* bytes, std::size_t size) noexcept {

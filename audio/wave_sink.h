@@ -8,8 +8,8 @@
 //
 //   Units    frames; Position() counts the frames in the file.
 //   Errors   kSinkFailed when the file could not be opened, when channels was 0, and after a write that failed or
-//            fell short (full disk, file-size limit). The position counts on all the same, and nothing is tried
-//            again; what was written before stays as it is.
+//            fell short (full disk, file-size limit) or that the disk has not kept. The position counts on all the
+//            same, and nothing is tried again; what was written before stays as it is.
 //   Signals  making a sink ignores SIGXFSZ where it had its default action, which is to end the program.
 //   Owns     the descriptor, and one buffer of 8192 frames.
 
@@ -35,7 +35,7 @@ class LSNKPCMFileBase : public LSoundSinkBase {
   void WriteRIFF(bool final) noexcept;
 
   // Returns when the samples written so far would survive a power cut. May take as long as the disk pleases.
-  void SyncToDisk() const noexcept;
+  void SyncToDisk() noexcept;
 
  protected:
   // Writes at the file offset in one system call.

@@ -29,4 +29,12 @@ bool WriteFully(int file, void const* data, std::size_t size, std::int64_t offse
   return true;
 }
 
+bool SyncData(int file) noexcept {
+  int result = 0;
+  do {
+    result = fdatasync(file);
+  } while (result != 0 && errno == EINTR);
+  return result == 0 || errno == EINVAL || errno == EROFS;
+}
+
 }  // namespace kiv

@@ -11,6 +11,8 @@
 #include "audio/processing/auto_gain.h"
 #include "audio/processing/process_agc.h"
 #include "audio/wave_file.h"
+#include "audio/wave_sink.h"
+#include "foundation/descriptor_io.h"
 #include "foundation/file.h"
 #include "foundation/text.h"
 #include "recorder/activity_log.h"
@@ -42,13 +44,14 @@ class ResultFile {
   bool IsMade() const noexcept { return !path_.empty(); }
   char const* Path() const noexcept { return path_.c_str(); }
 
-  // On disk, with the recording's own permissions.
-  void Finish(const struct stat& recording) const {
+  // With the recording's own permissions, and on disk; false when it is not there.
+  bool Finish(const struct stat& recording) const {
     const int file = open(Path(), O_RDWR | O_CLOEXEC);
-    if (file < 0) return;
+    if (file < 0) return false;
     fchmod(file, recording.st_mode & 07777);
-    fdatasync(file);
+    const bool onDisk = SyncData(file);
     close(file);
+    return onDisk;
   }
 
   bool TakePlaceOf(char const* recording) {
@@ -91,6 +94,11 @@ bool KeepOriginal(char const* recording, const std::string& folder, char const* 
     return access(kept.c_str(), F_OK) != 0 && rename(recording, kept.c_str()) == 0;
   }
   return false;
+}
+
+// By the descriptor that has written it: once that is closed, the disk has nobody left to tell of a failure.
+void SyncToDisk(const LSoundSink& sink) {
+  if (auto* const wave = dynamic_cast<LSNKPCMFileBase*>(&*sink); wave != nullptr) wave->SyncToDisk();
 }
 
 // The sizes that the header tells, once the sink is gone.
@@ -154,6 +162,7 @@ Levelled LevelRecording(LThread& thread, char const* path, char const* name, cha
   bool failed = source->Error() != kSourceGood;
   QuietThread quiet(thread);
   const int outcome = ProcessRecordingAGC(quiet, source, sink, &failed);
+  if (sinkOpened && outcome == 0) SyncToDisk(sink);
   failed = failed || !sinkOpened || sink->Error() != kSinkGood;
   const std::int32_t frames = sink.IsEmpty() ? 0 : sink->Position();
   const std::uint8_t channels = source->Channels();
@@ -167,8 +176,8 @@ Levelled LevelRecording(LThread& thread, char const* path, char const* name, cha
 
   while (LFile::TestFileOpen(path) && thread.Wait(kInUsePollMs)) {
   }
+  failed = !result.Finish(recording) || failed;
   failed = failed || !IsWhole(result.Path(), frames, channels) || HasChanged(recording, path);
-  result.Finish(recording);
   PutInPlace(result, failed, path, name, folder, note);
   return Levelled::Finished;
 }
