@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -86,6 +87,7 @@ void RecordListFile::MendFromJournal(int file) const {
 }
 
 RecordListFile::Resumed RecordListFile::Resume() {
+  const std::lock_guard guard(mutex_);
   const int file = OpenLocked(path_, O_RDWR | O_CREAT | O_NONBLOCK, FileLock::Exclusive);
   if (file < 0) return errno == EAGAIN ? Resumed::Busy : Resumed::Nothing;
   MendFromJournal(file);
@@ -104,20 +106,22 @@ RecordListFile::Resumed RecordListFile::Resume() {
 }
 
 void RecordListFile::Append(void const* record) {
+  const std::lock_guard guard(mutex_);
   const int file = OpenLocked(path_, O_RDWR | O_CREAT, FileLock::Exclusive);
   if (file < 0) return;
   MendFromJournal(file);
   std::int64_t end = SizeOf(file);
+  // What a crash or a full disk has torn goes, or every later record would be read from the wrong place.
+  end = end < kHeaderSize ? 0 : end - (end - kHeaderSize) % recordSize_;
   std::vector<char> bytes;
   if (end == 0) bytes = Encode({kVersion, 0, recordSize_});
-  // A record torn by a crash goes, or every later one would be read from the wrong place.
-  if (end > kHeaderSize + recordSize_) end -= (end - kHeaderSize) % recordSize_;
   bytes.insert(bytes.end(), static_cast<char const*>(record), static_cast<char const*>(record) + recordSize_);
   WriteFully(file, bytes.data(), bytes.size(), end);
   close(file);
 }
 
 bool RecordListFile::ReadFirst(void* record) {
+  const std::lock_guard guard(mutex_);
   const int file = OpenLocked(path_, O_RDONLY, FileLock::Shared);
   if (file < 0) return false;
   const std::size_t arrived = ReadFully(file, record, recordSize_, kHeaderSize);
@@ -127,6 +131,7 @@ bool RecordListFile::ReadFirst(void* record) {
 }
 
 void RecordListFile::RemoveFirst() {
+  const std::lock_guard guard(mutex_);
   const int file = OpenLocked(path_, O_RDWR | O_CREAT, FileLock::Exclusive);
   if (file < 0) return;
   MendFromJournal(file);

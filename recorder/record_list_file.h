@@ -7,7 +7,9 @@
 //            list without a record having been worked off since; record size, unsigned 32 bit. The machine's byte
 //            order.
 //   Locks    every operation opens the file under an advisory lock and lets go of it before it returns, so that adding
-//            and removing, from any thread or process, never meet inside the file. The file is rewritten in place.
+//            and removing, from any thread or process, never meet inside the file. A mutex is taken before: on network
+//            file systems such a lock keeps other processes out and not the threads of one. The file is rewritten in
+//            place.
 //            Before a removal moves the rest up, the new content is put beside it under a hidden name; what a crash in
 //            the middle of the move left is mended from there by the next change.
 //   Threads  any, once the path is set.
@@ -15,6 +17,7 @@
 //            shorter by what did not fit. Nothing is reported: recordings stay on disk whatever happens to the list.
 
 #include <cstdint>
+#include <mutex>
 
 #include "foundation/text.h"
 
@@ -53,6 +56,7 @@ class RecordListFile {
   void JournalPath(char (&journal)[kTextSize]) const noexcept;
   void MendFromJournal(int file) const;
 
+  std::mutex mutex_;  // Held for the whole of an operation.
   std::uint32_t recordSize_;
   char path_[kTextSize] = {};
 };
