@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -6,9 +7,22 @@
 #include "foundation/file.h"
 #include "foundation/locked_open.h"
 
+namespace {
+
+bool IsFile(int descriptor, const char* path) noexcept {
+  struct stat opened {};
+  struct stat named {};
+  return fstat(descriptor, &opened) == 0 && stat(path, &named) == 0 && opened.st_dev == named.st_dev &&
+         opened.st_ino == named.st_ino;
+}
+
+}  // namespace
+
 bool LFile::CopyFile(const char* from, const char* to) noexcept {
   const LReadFile input(kiv::OpenLocked(from, O_RDONLY | O_NONBLOCK, kiv::FileLock::Shared));
   if (!input.IsOpen()) return false;
+  // The locks tell as much, but not on every network file system, and the file would be emptied.
+  if (IsFile(input.Descriptor(), to)) return false;
   const LReadWriteFile output(kiv::OpenLocked(to, O_RDWR | O_CREAT | O_TRUNC | O_NONBLOCK, kiv::FileLock::Exclusive));
   if (!output.IsOpen()) return false;
 
