@@ -54,16 +54,17 @@ class LStatusWindow {
   void Append(const char* text);
   void Show();
 
-  mutable std::mutex mutex_;  // Guards pending_, stamp_, text_, length_ and shownThread_.
+  mutable std::mutex mutex_;  // Guards pending_, stamp_, text_, length_, shownThread_ and identity_.
   std::uint32_t pending_ = 0;
   std::uint8_t stamp_ = 0;
   char text_[kTextSize + 1] = {};
   std::uint32_t length_ = 0;
   std::thread::id shownThread_;
+  // What posts for the present control carry; 0 without one. Changes on main only, which may read it without the mutex.
+  std::uint64_t identity_ = 0;
 
   // Main thread only.
   kiv::StatusText* control_ = nullptr;
-  std::uint64_t identity_ = 0;
   kiv::EventQueue::HandlerId handler_ = 0;
   // Set while a post is on its way: several lines in a row need only one.
   std::atomic<std::uint64_t> posted_{0};

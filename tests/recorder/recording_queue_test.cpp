@@ -7,11 +7,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "audio/processing/process_agc.h"
 #include "audio/wave_file.h"
@@ -103,6 +105,17 @@ class RecordingQueue : public kiv::test::RecorderFixture {
       if (name.starts_with(".")) found.push_back(name);
     }
     return found;
+  }
+  // Waits until that result is finished beside the recordings and does not take its place yet.
+  bool HasResultBeside(const std::string& wanted) const {
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (std::chrono::steady_clock::now() < limit) {
+      for (const std::string& name : Leftovers()) {
+        if (name.starts_with(".kiv-result-") && ReadFile(RecordingPath(name)) == wanted) return true;
+      }
+      std::this_thread::yield();
+    }
+    return false;
   }
   std::string MakeRecording(const std::string& name, std::int32_t frames = 20000, std::uint64_t seed = 1) {
     WriteWave(RecordingPath(name), Call(frames, seed));
@@ -403,14 +416,7 @@ TEST_F(RecordingQueue, WaitsWhileAnotherProcessHoldsTheRecordingUntilStopped) {
   LALCListThread queue;
   queue.SetListFilePath(ListPath().c_str());
   Add(queue, path);
-  // The result is finished beside the recording, but does not take its place.
-  const auto isWaiting = [&] {
-    for (const std::string& name : Leftovers()) {
-      if (name.starts_with(".kiv-result-") && ReadFile(RecordingPath(name)) == wanted) return true;
-    }
-    return false;
-  };
-  while (!isWaiting()) std::this_thread::yield();
+  ASSERT_TRUE(HasResultBeside(wanted));
   EXPECT_EQ(ReadFile(path), before);
   queue.Shutdown();  // Gives up the wait, and the result is put in place all the same.
   EXPECT_EQ(ReadFile(path), wanted);
@@ -427,13 +433,7 @@ TEST_F(RecordingQueue, RecordingThatGrowsMeanwhileIsKeptWithAllThatWasAdded) {
   LALCListThread queue;
   queue.SetListFilePath(ListPath().c_str());
   Add(queue, path);
-  const auto isWaiting = [&] {
-    for (const std::string& name : Leftovers()) {
-      if (name.starts_with(".kiv-result-") && ReadFile(RecordingPath(name)) == wanted) return true;
-    }
-    return false;
-  };
-  while (!isWaiting()) std::this_thread::yield();
+  ASSERT_TRUE(HasResultBeside(wanted));
   std::ofstream(path, std::ios::app | std::ios::binary) << "four";
   close(holder);
   WaitUntilWorkedOff(queue);

@@ -2,9 +2,8 @@
 //
 //   kiv-demo-call make FILE                  writes the call: two speakers in turns, the far one 12 dB fainter
 //   kiv-demo-call recording BEFORE AFTER     length and levels of a recording before and after it was levelled
-//   kiv-demo-call heard LINE COUNT PROMPT... when each prompt was heard in what was played to the line; as often as
-//   COUNT,
-//                                            or oftener, is good
+//   kiv-demo-call heard LINE COUNT PROMPT... when each prompt was heard in what was played to the line; COUNT times or
+//                                            oftener is good
 //
 // Exit status: 0 done, 1 failed, 2 wrong arguments. Levels are in dB below full scale.
 

@@ -246,11 +246,12 @@ TEST_F(CallOnTheDesktop, EndedInTheMiddleIsFinishedAndWorkedOffAtTheNextStart) {
   EXPECT_GE(FramesOf(recordings[0]), 8000);
 }
 
-TEST_F(CallOnTheDesktop, KilledInTheMiddleIsRecoveredAtTheNextStart) {
-  home_.SetPreference("AutoLevelControl", "0");
+TEST_F(CallOnTheDesktop, KilledInTheMiddleIsRecoveredAndLevelledAtTheNextStart) {
+  // A tone after three seconds, so that there is something to level.
+  home_.SetSetting("recordtoneinterval", "0");
   StartProgram();
   Key("F5");
-  WaitForRecording(1, 1);
+  WaitForRecording(1, 4);
   program_->Signal(SIGKILL);
   ASSERT_EQ(program_->WaitForEnd(), 1000 + SIGKILL);
   const auto recordings = home_.Recordings();
@@ -258,16 +259,27 @@ TEST_F(CallOnTheDesktop, KilledInTheMiddleIsRecoveredAtTheNextStart) {
   const std::string before = ReadFile(recordings[0]);
   EXPECT_EQ(before.substr(42, 4), "\xff\xff\xff\xff");
   EXPECT_THAT(home_.Queued(), IsEmpty());
+  // A second name, under which it stays as it was recorded when the levelled one takes its place.
+  const std::string kept = home_.Path() + "/kept.wav";
+  std::filesystem::create_hard_link(recordings[0], kept);
 
   StartProgram();
-  WaitForLog("Recovered recording: " + std::filesystem::path(recordings[0]).stem().string());
+  const std::string name = std::filesystem::path(recordings[0]).stem().string();
+  WaitForLog("Recovered recording: " + name);
+  WaitForLog("Level Control: " + name);
   WaitForQueue();
   EndProgram();
   // Every sample that was there, and a header that knows them.
-  const std::string after = ReadFile(recordings[0]);
-  EXPECT_EQ(after.substr(46), before.substr(46));
-  EXPECT_EQ(FramesOf(recordings[0]), static_cast<std::int32_t>((before.size() - 46) / 2));
-  EXPECT_NE(after.substr(42, 4), "\xff\xff\xff\xff");
+  const std::string recovered = ReadFile(kept);
+  const auto frames = static_cast<std::int32_t>((before.size() - 46) / 2);
+  EXPECT_TRUE(recovered.substr(46) == before.substr(46));
+  EXPECT_EQ(FramesOf(kept), frames);
+  EXPECT_NE(recovered.substr(42, 4), "\xff\xff\xff\xff");
+  // Levelled in whole blocks of 20 ms.
+  EXPECT_EQ(home_.Recordings(), recordings);
+  EXPECT_EQ(FramesOf(recordings[0]), (frames + 159) / 160 * 160);
+  EXPECT_FALSE(ReadFile(recordings[0]).substr(46) == before.substr(46));
+  EXPECT_FALSE(home_.HasLogged("Error: ")) << testing::PrintToString(home_.Log());
 }
 
 TEST_F(CallOnTheDesktop, AMissingStartPromptMeansNoRecording) {

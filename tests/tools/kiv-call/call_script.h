@@ -6,10 +6,12 @@
 //   hold                   as the Hold button
 //   stop                   requested mode none; counts at the next time report
 //   stop-now               ends everything at once
-//   stop-devices           mode none, and player and recorder are stopped directly, as for the preferences and at the
-//   end number [TEXT]          the file number of the next recordings set KEY VALUE          a setting by its key; on
-//   and off for the switches remove NAME            deletes a prompt's file: remove Record Tone wait SECONDS lets the
-//   call go on wait-for STATE [S]     idle, start-prompt, end-prompt, recording, on-hold; at most S seconds (30)
+//   stop-devices           mode none, and player and recorder are stopped directly, as for the preferences
+//   number [TEXT]          the file number of the next recordings
+//   set KEY VALUE          a setting by its key; on and off for the switches
+//   remove NAME            deletes a prompt's file: remove Record Tone
+//   wait SECONDS           lets the call go on
+//   wait-for STATE [S]     idle, start-prompt, end-prompt, recording, on-hold; at most S seconds (30)
 //   stall-input SECONDS    the line's input delivers nothing for so long (simulated line only, as all faults)
 //   refuse-input on|off    the input cannot be opened
 //   silence-output SECONDS nobody hears what is played for so long

@@ -2,9 +2,8 @@
 
 // A call from a script: engine, folders, settings and a sound system of its own, and the trace of what happens.
 //
-//   Trace    on standard output, "SECONDS  WHAT  TEXT" a line: what was commanded, logged and posted, and each new
-//   state;
-//            at the end, what the other end of a simulated line has heard, and the recordings.
+//   Trace    on standard output, "SECONDS  WHAT  TEXT" a line: what was commanded, logged and posted, each new state,
+//            and at the end what the other end of a simulated line has heard, and the recordings.
 //   Threads  main. On a line that is not in lock-step the line's own thread tells what has been heard.
 
 #include <atomic>
