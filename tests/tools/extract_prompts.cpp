@@ -1,5 +1,7 @@
 // kiv-extract-prompts FOLDER: makes the prompts' WAV files as the first start does, in FOLDER/Kiv, for measuring them.
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <string>
 
@@ -40,6 +42,8 @@ int main(int argc, char** argv) {
   kiv::ExtractMissingPrompts([&failed](LFileExtractorProcess& job) {
     NoDisplay display;
     failed = Process(display, job) != kiv::kConverted || failed;
+    // One that cannot be read counts as converted.
+    failed = failed || access(job.destinationPath, F_OK) != 0;
     std::puts(job.destinationPath);
   });
   return failed ? 1 : 0;
