@@ -36,6 +36,12 @@ std::string OwnExecutable() {
   return failed ? std::string() : path.string();
 }
 
+std::string CurrentFolder() {
+  std::error_code failed;
+  const std::filesystem::path path = std::filesystem::current_path(failed);
+  return failed ? std::string() : path.string();
+}
+
 // The path without links and dots, if it leads to a folder.
 std::optional<std::string> ExistingFolder(const std::filesystem::path& path) {
   std::error_code failed;
@@ -49,7 +55,7 @@ std::optional<std::string> ExistingFolder(const std::filesystem::path& path) {
 PosixFolders::PosixFolders() : PosixFolders(OwnExecutable(), KIV_BUILD_RESOURCES) {}
 
 PosixFolders::PosixFolders(std::string executable, std::string buildResources)
-    : executable_(std::move(executable)), buildResources_(std::move(buildResources)) {}
+    : executable_(std::move(executable)), buildResources_(std::move(buildResources)), startFolder_(CurrentFolder()) {}
 
 std::optional<std::string> PosixFolders::Home() {
   const char* const home = std::getenv("HOME");
@@ -59,7 +65,7 @@ std::optional<std::string> PosixFolders::Home() {
 
 std::optional<std::string> PosixFolders::Resources() {
   if (const char* const named = std::getenv("KIV_RESOURCES"); named != nullptr && named[0] != '\0') {
-    if (auto folder = ExistingFolder(named)) return folder;
+    if (auto folder = ExistingFolder(std::filesystem::path(startFolder_) / named)) return folder;
   }
   if (!executable_.empty()) {
     const auto beside = std::filesystem::path(executable_).parent_path() / ".." / "share" / "kiv-recorder";

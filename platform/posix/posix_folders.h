@@ -2,8 +2,9 @@
 
 // The user's home folder and the program's resources.
 //   Home       $HOME if it is an absolute path, else what the password database says.
-//   Resources  the first of these that is a folder: $KIV_RESOURCES; ../share/kiv-recorder beside the executable; the
-//              folder `resources` of the tree that this was built from.
+//   Resources  the first of these that is a folder: $KIV_RESOURCES, seen from the current folder of the time when this
+//              was made; ../share/kiv-recorder beside the executable; the folder `resources` of the tree that this was
+//              built from.
 
 #include <string>
 
@@ -23,6 +24,7 @@ class PosixFolders : public Folders {
  private:
   std::string executable_;
   std::string buildResources_;
+  std::string startFolder_;
 };
 
 }  // namespace kiv

@@ -84,6 +84,17 @@ TEST_F(PosixFoldersTest, ResourcesAreTheFirstPlaceThatExists) {
   EXPECT_EQ(folders.Resources(), share);
 }
 
+// The program goes to its data folder before it looks for its resources.
+TEST_F(PosixFoldersTest, NamedResourcesAreSeenFromWhereTheProgramWasStarted) {
+  const std::string named = MakeFolder("named");
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(root_.Path());
+  kiv::PosixFolders folders("", "");
+  resources_.Set("named");
+  std::filesystem::current_path(before);
+  EXPECT_EQ(folders.Resources(), named);
+}
+
 TEST(PosixClock, IsTheSystemsTime) {
   kiv::PosixClock clock;
   const std::int64_t before = std::int64_t{std::time(nullptr)} * 1000;
