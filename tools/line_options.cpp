@@ -29,7 +29,7 @@ constexpr char kUsage[] =
     "  --channels N       channels of the recording, 1 or 2 (1)\n"
     "  --threshold DB     begin to record when the level reaches DB, -127 to 20 (-127: at\n"
     "                     once)\n"
-    "  --pause S          pause after S seconds that are 5 dB or more below the threshold\n"
+    "  --pause S          pause after S seconds that are more than 5 dB below the threshold\n"
     "                     (10)\n"
     "  --simulate[=FILE]  use a simulated line instead of the sound server; on it there is\n"
     "                     speech, or FILE again and again\n"
