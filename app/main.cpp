@@ -72,6 +72,8 @@ int main(int argc, char** argv) {
   const mode_t usersMask = umask(077);
   // A file-size limit is to be a failed write, like a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
+  // Nor does a call end when nobody reads any more what the toolkit says.
+  std::signal(SIGPIPE, SIG_IGN);
 
   int exitStatus = 0;
   const std::optional<kiv::Options> options = kiv::ReadOptions(argc, argv, exitStatus);

@@ -117,6 +117,14 @@ TEST_F(KivRecorder, RunsUntilASignalAndLogsBoth) {
   }
 }
 
+TEST_F(KivRecorder, ABrokenPipeDoesNotEndIt) {
+  auto program = StartAndWait();
+  program->Signal(SIGPIPE);
+  program->Signal(SIGTERM);
+  EXPECT_EQ(program->WaitForEnd(), 0) << program->Said();
+  EXPECT_THAT(home_.Log(), ElementsAre("Kiv Recorder Run", "Kiv Recorder Exit"));
+}
+
 TEST_F(KivRecorder, KeepsEverythingFromOtherUsers) {
   auto program = StartAndWait();
   program->Signal(SIGTERM);
