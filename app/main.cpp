@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <optional>
 
@@ -28,6 +29,15 @@
 namespace {
 
 constexpr int kFailed = 1;
+
+// Without any the toolkit would end the program as a crash does.
+bool MayHaveDisplay() {
+  for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "WAYLAND_SOCKET", "QT_QPA_PLATFORM"}) {
+    const char* const value = std::getenv(name);
+    if (value != nullptr && *value != '\0') return true;
+  }
+  return false;
+}
 
 // The program from its first window to its last, on the services that are there already.
 void RunOnDesktop(int argc, char** argv, kiv::SingleInstance& instance) {
@@ -78,6 +88,10 @@ int main(int argc, char** argv) {
   int exitStatus = 0;
   const std::optional<kiv::Options> options = kiv::ReadOptions(argc, argv, exitStatus);
   if (!options) return exitStatus;
+  if (!MayHaveDisplay()) {
+    std::fputs("kiv-recorder: there is no display here\n", stderr);
+    return kFailed;
+  }
   kiv::SetCopyMask(usersMask);
 
   kiv::PosixFolders folders;

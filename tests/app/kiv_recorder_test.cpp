@@ -104,6 +104,16 @@ TEST_F(KivRecorder, RefusesLineFilesThatCannotBeUsed) {
   EXPECT_THAT(said, HasSubstr("out.wav"));
 }
 
+TEST_F(KivRecorder, SaysThatThereIsNoDisplayAndTouchesNothing) {
+  auto nothing = kNothing;
+  nothing["QT_QPA_PLATFORM"] = "";
+  nothing["WAYLAND_SOCKET"] = "";
+  RunningProgram program(KIV_RECORDER, home_, {"--line", line_}, nothing);
+  EXPECT_EQ(program.WaitForEnd(), 1);
+  EXPECT_EQ(program.Said(), "kiv-recorder: there is no display here\n");
+  EXPECT_FALSE(std::filesystem::exists(home_.DataPath("Logs")));
+}
+
 // --- Start and end
 
 TEST_F(KivRecorder, RunsUntilASignalAndLogsBoth) {
