@@ -105,5 +105,10 @@ void LSNKPCMFile<Format>::Write(std::int32_t const* buffer, std::int32_t frames)
   }
 }
 
+void kiv::SyncSinkToDisk(const LSoundSink& sink) noexcept {
+  auto* const wave = sink.IsEmpty() ? nullptr : dynamic_cast<LSNKPCMFileBase*>(&*sink);
+  if (wave != nullptr) wave->SyncToDisk();
+}
+
 template class LSNKPCMFile<LSFU8>;
 template class LSNKPCMFile<LSFLE16>;

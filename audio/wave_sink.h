@@ -62,5 +62,13 @@ class LSNKPCMFile : public LSNKPCMFileBase {
   std::unique_ptr<Format[]> stored_;
 };
 
+namespace kiv {
+
+// SyncToDisk of a sink that is a WAV file; nothing for any other, and for none. By the descriptor that has written it:
+// once that is closed, the disk has nobody left to tell of a failure.
+void SyncSinkToDisk(const LSoundSink& sink) noexcept;
+
+}  // namespace kiv
+
 extern template class LSNKPCMFile<LSFU8>;
 extern template class LSNKPCMFile<LSFLE16>;

@@ -96,11 +96,6 @@ bool KeepOriginal(char const* recording, const std::string& folder, char const* 
   return false;
 }
 
-// By the descriptor that has written it: once that is closed, the disk has nobody left to tell of a failure.
-void SyncToDisk(const LSoundSink& sink) {
-  if (auto* const wave = dynamic_cast<LSNKPCMFileBase*>(&*sink); wave != nullptr) wave->SyncToDisk();
-}
-
 // The sizes that the header tells, once the sink is gone.
 bool IsWhole(char const* path, std::int32_t frames, std::uint8_t channels) {
   struct stat status {};
@@ -162,7 +157,7 @@ Levelled LevelRecording(LThread& thread, char const* path, char const* name, cha
   bool failed = source->Error() != kSourceGood;
   QuietThread quiet(thread);
   const int outcome = ProcessRecordingAGC(quiet, source, sink, &failed);
-  if (sinkOpened && outcome == 0) SyncToDisk(sink);
+  if (outcome == 0) SyncSinkToDisk(sink);
   failed = failed || !sinkOpened || sink->Error() != kSinkGood;
   const std::int32_t frames = sink.IsEmpty() ? 0 : sink->Position();
   const std::uint8_t channels = source->Channels();

@@ -1,6 +1,5 @@
 #include "recorder/prompt_files.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +11,7 @@
 #include "audio/mp3/frame_check.h"
 #include "audio/mp3/mp3_file.h"
 #include "audio/wave_file.h"
+#include "audio/wave_sink.h"
 #include "foundation/file.h"
 #include "platform/folders.h"
 #include "platform/services.h"
@@ -61,14 +61,7 @@ class OldPrompt {
   }
 
   // Once the new one is on the disk.
-  void Drop() const {
-    const int file = open(path_.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file >= 0) {
-      fdatasync(file);
-      close(file);
-    }
-    unlink(keptPath_.c_str());
-  }
+  void Drop() const { unlink(keptPath_.c_str()); }
 
  private:
   std::string path_;
@@ -132,6 +125,7 @@ PromptImport ImportPrompt(char const* soundPath, char const* promptPath,
   const OldPrompt old(promptPath);
   if (old.IsOutOfTheWay()) job.sink = OpenPromptSink(promptPath);
   const int result = convert(job);
+  SyncSinkToDisk(job.sink);
   bool failed = result == kConversionFailed || job.sink.IsEmpty() || job.sink->Error() != kSinkGood;
   const std::int32_t frames = job.sink.IsEmpty() ? 0 : job.sink->Position();
   job.sink.Close();

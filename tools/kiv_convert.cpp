@@ -1,6 +1,7 @@
 // kiv-convert IN OUT.wav: any sound file in the format of the prompts, as loading it in the preferences makes it.
 
 #include "audio/wave_file.h"
+#include "audio/wave_sink.h"
 #include "recorder/prompt_files.h"
 #include "tools/file_tool.h"
 
@@ -49,10 +50,12 @@ kiv::Made Convert(const kiv::FileTool::Paths& paths, kiv::ConsoleProgress& progr
   Display display{progress};
   const int result = Process(display, job);
   if (result == kiv::kStopped) return kiv::Made::Stopped;
+  kiv::SyncSinkToDisk(job.sink);
+  const bool written = result == kiv::kConverted && job.sink->Error() == kSinkGood;
   const std::int32_t frames = job.sink->Position();
   job.sink.Close();
   // The last bytes are written as the sink goes.
-  if (result != kiv::kConverted || LWaveFile::OpenSource(paths.result.c_str())->GetEndSample() != frames) {
+  if (!written || LWaveFile::OpenSource(paths.result.c_str())->GetEndSample() != frames) {
     return kiv::Made::OutputFailed;
   }
   progress.SetProgress(1.0);

@@ -2,6 +2,7 @@
 
 #include "audio/processing/process_agc.h"
 #include "audio/wave_file.h"
+#include "audio/wave_sink.h"
 #include "tools/file_tool.h"
 #include "tools/wave_reason.h"
 
@@ -29,6 +30,8 @@ kiv::Made Level(const kiv::FileTool::Paths& paths, kiv::ConsoleProgress& progres
   LDPAutoGain::SetTemporaryFolder(paths.folder);
   bool failed = false;
   if (kiv::ProcessRecordingAGC(progress, source, sink, &failed) != 0) return kiv::Made::Stopped;
+  kiv::SyncSinkToDisk(sink);
+  failed = failed || sink->Error() != kSinkGood;
   const std::int32_t frames = sink->Position();
   sink.Close();
   // The last bytes are written as the sink goes.

@@ -10,8 +10,10 @@
 #include <thread>
 
 #include "audio/wave_file.h"
+#include "recorder/prompt_files.h"
 #include "recorder/recording_queue.h"
 #include "tests/recorder/engine_fixture.h"
+#include "tests/support/recorded_progress.h"
 #include "tests/support/test_signals.h"
 
 namespace {
@@ -60,9 +62,9 @@ TEST_F(LateDisk, RecordingThatIsNotKeptIsSaidWhileItGoesOn) {
 
 // --- When it is levelled
 
-class LevelLateDisk : public kiv::test::RecorderFixture {
+class FilesOnLateDisk : public kiv::test::RecorderFixture {
  protected:
-  ~LevelLateDisk() override { syncError = 0; }
+  ~FilesOnLateDisk() override { syncError = 0; }
   // The recording's bytes before and after it was levelled.
   std::pair<std::string, std::string> Level() {
     const std::string path = RecordingPath("a.wav");
@@ -82,7 +84,7 @@ class LevelLateDisk : public kiv::test::RecorderFixture {
   }
 };
 
-TEST_F(LevelLateDisk, ResultThatIsNotKeptDoesNotCostTheRecording) {
+TEST_F(FilesOnLateDisk, ResultThatIsNotKeptDoesNotCostTheRecording) {
   syncError = ENOSPC;
   const auto [before, after] = Level();
   EXPECT_TRUE(kiv::test::ReadFile(RecordingPath("a (original).wav")) == before);
@@ -90,12 +92,36 @@ TEST_F(LevelLateDisk, ResultThatIsNotKeptDoesNotCostTheRecording) {
   EXPECT_THAT(LogLines(), ElementsAre("Level Control: a", "Error: Level control failed: a"));
 }
 
-TEST_F(LevelLateDisk, FileSystemThatCannotSynchroniseIsNoFailure) {
+TEST_F(FilesOnLateDisk, FileSystemThatCannotSynchroniseIsNoFailure) {
   syncError = EINVAL;
   const auto [before, after] = Level();
   EXPECT_EQ(kiv::test::ReadFile(RecordingPath("a (original).wav")), "");
   EXPECT_TRUE(after != before);
   EXPECT_THAT(LogLines(), ElementsAre("Level Control: a"));
+}
+
+// --- When a prompt is replaced
+
+TEST_F(FilesOnLateDisk, PromptThatIsNotKeptDoesNotCostTheOldOne) {
+  const std::string sound = home.File("sound.wav");
+  for (const std::string& path : {sound, DataPath("On-Hold 1.wav")}) {
+    const std::vector<std::int32_t> samples(path == sound ? 20000 : 100, 1600);
+    LSoundSink sink = LWaveFile::OpenSinkPCM(path.c_str(), 8000, 1, 16, 0);
+    sink->Write(samples.data(), static_cast<std::int32_t>(samples.size()));
+  }
+  const std::string old = kiv::test::ReadFile(DataPath("On-Hold 1.wav"));
+  syncError = EDQUOT;
+  const auto import = [&] {
+    return kiv::ImportPrompt(sound.c_str(), DataPath("On-Hold 1.wav").c_str(), [](LPRSourceToSink& job) {
+      kiv::test::RecordedProgress progress;
+      return Process(progress, job);
+    });
+  };
+  EXPECT_EQ(import(), kiv::PromptImport::Failed);
+  EXPECT_TRUE(kiv::test::ReadFile(DataPath("On-Hold 1.wav")) == old);
+  syncError = 0;
+  EXPECT_EQ(import(), kiv::PromptImport::Converted);
+  EXPECT_TRUE(kiv::test::ReadFile(DataPath("On-Hold 1.wav")) != old);
 }
 
 }  // namespace
