@@ -208,6 +208,15 @@ void X11HotKeys::GrabAll() {
 
 void X11HotKeys::Dispatch() {
   if (connection_ == nullptr) return;
+  DispatchEvents();
+  // What comes while the keys are asked for anew is read along with the answers; the descriptor tells of it no more.
+  while (std::exchange(keyboardChanged_, false)) {
+    GrabAll();
+    DispatchEvents();
+  }
+}
+
+void X11HotKeys::DispatchEvents() {
   while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection_)}) {
     const int type = event->response_type & 0x7F;
     if (keyboardEvent_ != 0 && type == keyboardEvent_) keyboardChanged_ = true;
@@ -228,10 +237,6 @@ void X11HotKeys::Dispatch() {
       default:
         break;
     }
-  }
-  if (keyboardChanged_) {
-    keyboardChanged_ = false;
-    GrabAll();
   }
 }
 

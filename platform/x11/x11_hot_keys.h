@@ -54,6 +54,7 @@ class X11HotKeys : public HotKeys {
   bool Grab(std::uint8_t keycode);
   void Ungrab(std::uint8_t keycode);
   void GrabAll();
+  void DispatchEvents();
   void Press(std::uint8_t keycode, std::uint32_t timeMs);
   void Release(std::uint8_t keycode);
   std::vector<Registration> RegistrationsOf(std::uint8_t keycode) const;
