@@ -172,29 +172,52 @@ TEST(PlayerNesting, StopFromInsideAnyNotificationIsTheLastWord) {
 }
 
 TEST(PlayerNesting, StartFromInsideAnyNotificationReplacesTheRun) {
-  for (const std::string trigger : {"play", "time", "level", "stop"}) {
-    // The twelfth time report is the one of the end.
-    for (const int nth : {1, 12}) {
-      InstalledLine installed(MakeSilence());
-      PlayerLog log;
-      LSoundPlayer player;
-      player.SetNotify(&log, 0);
-      LSoundSource first = OpenMemory(Noise(1, 8000, 1, 500000), 8000, 1);
-      LSoundSource second = OpenMemory(Noise(2, 4000, 1, 500000), 8000, 1);
-      int count = 0;
-      bool done = false;
-      log.onEntry = [&](const std::string& entry) {
-        if (done || entry != trigger || ++count != nth) return;
-        done = true;
-        EXPECT_TRUE(player.Start(second));
-      };
-      EXPECT_TRUE(player.Start(first));
-      installed.line.Run(5000);
-      EXPECT_FALSE(player.IsPlaying());
-      EXPECT_EQ(std::count(log.log.begin(), log.log.end(), "stop"), done ? 2 : 1) << trigger << nth;
-      EXPECT_EQ(log.times.back(), done ? 500 : 1000) << trigger << nth;
-    }
+  struct Moment {
+    std::string entry;
+    int nth;
+  };
+  // The eleventh time report is the one of the end.
+  const Moment moments[] = {{"play", 1},  {"time", 1},  {"time", 10}, {"time", 11},
+                            {"level", 1}, {"level", 9}, {"stop", 1}};
+  for (const Moment& moment : moments) {
+    SCOPED_TRACE(moment.entry + std::to_string(moment.nth));
+    InstalledLine installed(MakeSilence());
+    PlayerLog log;
+    LSoundPlayer player;
+    player.SetNotify(&log, 0);
+    LSoundSource first = OpenMemory(Noise(1, 8000, 1, 500000), 8000, 1);
+    LSoundSource second = OpenMemory(Noise(2, 4000, 1, 500000), 8000, 1);
+    int count = 0;
+    bool done = false;
+    log.onEntry = [&](const std::string& entry) {
+      if (done || entry != moment.entry || ++count != moment.nth) return;
+      done = true;
+      EXPECT_TRUE(player.Start(second));
+    };
+    EXPECT_TRUE(player.Start(first));
+    installed.line.Run(5000);
+    EXPECT_TRUE(done);
+    EXPECT_FALSE(player.IsPlaying());
+    EXPECT_EQ(std::count(log.log.begin(), log.log.end(), "stop"), 2);
+    EXPECT_EQ(log.times.back(), 500);
   }
+}
+
+TEST(PlayerNesting, ListenerMayLetGoOfTheSourceThatReplacesARun) {
+  InstalledLine installed(MakeSilence());
+  PlayerLog log;
+  LSoundPlayer player;
+  player.SetNotify(&log, 0);
+  LSoundSource first = OpenMemory(Noise(1, 8000, 1, 500000), 8000, 1);
+  LSoundSource second = OpenMemory(Noise(2, 4000, 1, 500000), 8000, 1);
+  log.onEntry = [&](const std::string& entry) {
+    if (entry == "stop") second.Close();
+  };
+  ASSERT_TRUE(player.Start(first));
+  installed.line.Run(300);
+  ASSERT_TRUE(player.Start(second));
+  installed.line.Run(5000);
+  EXPECT_EQ(log.times.back(), 500);
 }
 
 TEST(PlayerNesting, DestroyedWhilePlaying) {
