@@ -1,7 +1,10 @@
 #include "devices/sound_player.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <cmath>
+#include <thread>
 
 #include "tests/devices/line_fixture.h"
 
@@ -91,6 +94,36 @@ TEST_F(PlayerTest, QueuesThreePointTwoSecondsAhead) {
   installed.line.Run(100);
   EXPECT_EQ(memory->GetPositionSample(), 33 * 800);
   EXPECT_EQ(heard.size(), 800U);
+}
+
+// Notes the priority of the thread that reads it.
+class PrioritySource : public MemorySource {
+ public:
+  PrioritySource() : MemorySource(Noise(3, 80000, 1, 500000), 8000, 1) {}
+  void Read(std::int32_t* buffer, std::int32_t frames) override {
+    priorities.push_back(getpriority(PRIO_PROCESS, 0));
+    MemorySource::Read(buffer, frames);
+  }
+  std::vector<int> priorities;
+};
+
+TEST_F(PlayerTest, QueueIsFilledWithoutHurryAndThenKeptFullWithSome) {
+  // What a thread of this user gets that asks for either, one after the other.
+  int whenFilling = 0;
+  int whenFull = 0;
+  std::thread([&] {
+    setpriority(PRIO_PROCESS, 0, 1);
+    whenFilling = getpriority(PRIO_PROCESS, 0);
+    setpriority(PRIO_PROCESS, 0, -10);
+    whenFull = getpriority(PRIO_PROCESS, 0);
+  }).join();
+  auto* const object = new PrioritySource;
+  LSoundSource source(object);
+  ASSERT_TRUE(player.Start(source));
+  installed.line.Run(1000);
+  player.Stop();
+  ASSERT_EQ(object->priorities.size(), 42U);
+  for (std::size_t i = 0; i < 42; ++i) EXPECT_EQ(object->priorities[i], i < 32 ? whenFilling : whenFull) << i;
 }
 
 TEST_F(PlayerTest, StartsAtTheSourcesPosition) {

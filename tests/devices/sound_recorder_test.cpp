@@ -313,6 +313,37 @@ TEST(LSoundRecorder, LevelsBetweenTheThresholdsKeepARecordingButDoNotStartOne) {
   EXPECT_EQ(out.sink->Position(), 160 + 800 + 24000);
 }
 
+// The block that ends a recording is held like every quiet one.
+TEST(LSoundRecorder, SoundRightAfterAPauseGetsPreRollFromTheBlockThatPaused) {
+  InstalledLine installed(Bursts({{0, 8000}, {24900, 80000}}));
+  LSoundRecorder recorder;
+  HeldSink out;
+  ASSERT_TRUE(recorder.Start(out.handle, kNoLimit, -20, 2000));
+  installed.line.Run(3100);
+  EXPECT_EQ(out.sink->Position(), 8000 + 3600);
+  installed.line.Run(100);
+  EXPECT_EQ(out.sink->Position(), 8000 + 3600 + 160 + 800);
+}
+
+TEST(LSoundRecorder, RecordingGoesOnDownToFiveDecibelsBelowTheThreshold) {
+  for (const int level : {-25, -26}) {
+    const double amplitude = 131072 * std::pow(10.0, level / 20.0) / 16.0;
+    InstalledLine installed(MakeFunction([&](std::int64_t frame, std::int32_t /*channel*/) {
+      return static_cast<std::int16_t>((frame % 8 < 4 ? 1 : -1) * (frame < 800 ? 8000.0 : amplitude));
+    }));
+    RecorderLog log;
+    LSoundRecorder recorder;
+    recorder.SetNotify(&log, 0);
+    HeldSink out;
+    ASSERT_TRUE(recorder.Start(out.handle, kNoLimit, -20, 500));
+    installed.line.Run(3000);
+    EXPECT_EQ(log.levels.back().Overall(), level);
+    const Log goesOn = {"wait", "record"};
+    const Log pauses = {"wait", "record", "wait"};
+    EXPECT_EQ(log.Changes(), level == -25 ? goesOn : pauses);
+  }
+}
+
 TEST(LSoundRecorder, StopTenSecondsIntoQuietLeavesFiftyMillisecondsAfterTheLastLoudBlock) {
   InstalledLine installed(Bursts({{0, 16000}}));
   LSoundRecorder recorder;
