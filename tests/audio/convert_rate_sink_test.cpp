@@ -153,6 +153,20 @@ TEST(LSinkConvertRateBase, SeekFlushesMovesTheOutputAndStartsAfresh) {
   EXPECT_EQ(Samples(chain.output->Samples().begin() + 200, chain.output->Samples().end()), expected);
 }
 
+// Each write ends at another place of a step of 96 frames, some of which are still to be passed over.
+TEST(LSinkConvertRateBase, SeekForgetsFramesThatWereToBePassedOver) {
+  const Samples noise = Noise(3, 2000, 1, 500000);
+  const Samples expected = PlainSinkConversion(noise, 1, 96000, 1000);
+  for (std::int32_t before = 1; before <= 200; ++before) {
+    Chain chain(96000, 1000, 1);
+    chain.Write(Samples(noise.begin(), noise.begin() + before), before);
+    chain.sink->Seek(0);
+    chain.Write(noise, 2000);
+    chain.sink.Close();
+    ASSERT_EQ(chain.output->Samples(), expected) << before;
+  }
+}
+
 TEST(LSinkConvertRateBase, TheOutputIsWrittenInPiecesOfAtMost8192Frames) {
   Chain chain(8000, 96000, 2);
   chain.Write(Noise(4, 30000, 2, 500000), 30000);

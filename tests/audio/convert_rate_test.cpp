@@ -408,6 +408,32 @@ TEST_P(LSRCConvertRateBits, EveryShapeOfMaterialMatchesThePlainModel) {
   }
 }
 
+// The largest sums there are: under one output frame after the other full-scale samples with the signs of its row, and
+// with the opposite ones. Filters of both kinds, with coefficients that fit 16 bits and with others.
+TEST_P(LSRCConvertRateBits, MaterialWithTheSignsOfTheRowsMatchesThePlainModel) {
+  const std::pair<std::int32_t, std::int32_t> pairs[] = {{16000, 8000},  {22050, 11025}, {44100, 16000},
+                                                         {48000, 22050}, {44100, 32000}, {8000, 44100}};
+  for (const auto& [from, to] : pairs) {
+    const PlainRateFilter filter(from, to, 63, false);
+    Samples material(20000, 0);
+    std::int32_t frames = 0;
+    for (std::int64_t free = 100, frame = 0; free < 19000; ++frame) {
+      const std::int64_t start = frame * filter.step / filter.phases - 31;
+      if (start < free) continue;
+      const auto& row = filter.rows[static_cast<std::size_t>(frame * filter.step % filter.phases)];
+      for (std::size_t k = 0; k < row.size(); ++k) {
+        const bool up = (row[k] > 0) == (frame % 2 == 0);
+        material[static_cast<std::size_t>(start) + k] = up ? 524272 : -524272;
+      }
+      free = start + 63;
+      frames = static_cast<std::int32_t>(frame);
+    }
+    LSoundSource out = Stage(OpenMemory(material, from, 1), to);
+    PlainRateStage plain(std::make_shared<PlainMemory>(material, 1), 1, from, to, false);
+    ASSERT_EQ(ReadInPieces(out, frames, {700}), TakeFrames(plain, frames)) << from << " to " << to;
+  }
+}
+
 TEST_P(LSRCConvertRateBits, TwoStagesMatchThePlainModel) {
   for (const int channels : {1, 2}) {
     const Samples noise = Noise(21, 60000, channels, 524287);

@@ -217,6 +217,14 @@ TEST_F(WaveSink, StartBeyondTheFileKeepsItWholeAndCountsAllTheSame) {
   EXPECT_EQ(Bytes(), Header(1, 8000, 16, 58, 20) + StoredRamp(3) + "y");
 }
 
+TEST_F(WaveSink, SeekToTheCountedPositionFillsUpAFileThatWasShorter) {
+  WriteFile(Path(), std::string(46, 'x') + StoredRamp(3));
+  LSoundSink sink = Open(8000, 1, 16, 10);
+  sink->Seek(10);
+  EXPECT_EQ(sink->Position(), 10);
+  EXPECT_EQ(Bytes().substr(46), StoredRamp(3) + std::string(14, '\0'));
+}
+
 TEST_F(WaveSink, StartOfAMissingFileMakesTheHeaderAlone) {
   const LSoundSink sink = Open(8000, 1, 16, INT32_MAX);
   EXPECT_EQ(sink->Position(), INT32_MAX);

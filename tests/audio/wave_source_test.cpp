@@ -54,6 +54,9 @@ class HugeFile {
   HugeFile(const HugeFile&) = delete;
   HugeFile& operator=(const HugeFile&) = delete;
   std::string Path() const { return "/proc/self/fd/" + std::to_string(file_); }
+  void Put(std::int64_t offset, const std::string& bytes) const {
+    EXPECT_EQ(pwrite(file_, bytes.data(), bytes.size(), offset), static_cast<ssize_t>(bytes.size()));
+  }
 
  private:
   int file_;
@@ -124,6 +127,19 @@ TEST_F(WaveSource, ChunkSizesNearTheEndOf32BitsAreInvalid) {
     EXPECT_EQ(ErrorOf(Riff(ChunkOfSize("LIST", size, "") + rest)), kSourceInvalid) << size;
     EXPECT_EQ(ErrorOf(Riff(Chunk("fmt ", FormatBytes({})) + ChunkOfSize("fact", size, "") + Chunk("data", Ramp(2)))),
               kSourceInvalid)
+        << size;
+  }
+}
+
+// The rest of the file lies behind the chunk each time, so that only the size decides.
+TEST_F(WaveSource, ChunkIsSkippedUpToTheLargestEvenSizeOf31Bits) {
+  const std::string rest = Chunk("fmt ", FormatBytes({})) + Chunk("data", Ramp(2));
+  for (const std::uint32_t size : {0x7FFFFFFDU, 0x7FFFFFFEU, 0x7FFFFFFFU, 0x80000000U}) {
+    const std::string head = Riff(ChunkOfSize("LIST", size, ""));
+    const std::int64_t behind = static_cast<std::int64_t>(head.size()) + ((std::int64_t{size} + 1) & ~std::int64_t{1});
+    const HugeFile file(head, behind + 1000);
+    file.Put(behind, rest);
+    EXPECT_EQ(LWaveFile::OpenSource(file.Path().c_str())->Error(), size <= 0x7FFFFFFE ? kSourceGood : kSourceInvalid)
         << size;
   }
 }

@@ -408,6 +408,18 @@ TEST(LDPAutoGain, OneSliceIsOneBlock) {
   EXPECT_EQ(output->Position(), 1600);
 }
 
+TEST(LDPAutoGain, StoppedInTheSecondPassItLeavesWhatItHadReady) {
+  const TemporaryFolder folder;
+  LDPAutoGain::SetTemporaryFolder(folder.Path());
+  LSoundSource input = OpenMemory(Signal(1600, 5000), 8000, 1);
+  LSoundSink output(new MemorySink(8000, 1));
+  {
+    LDPAutoGain autoGain(input, output, false, 450, 2200, 2, -8, -9, -0.5, 2);
+    for (int slice = 0; slice < 10 + 4; ++slice) ASSERT_TRUE(autoGain.TimeSlice());
+  }
+  EXPECT_EQ(output->Position(), 4 * 160);
+}
+
 // Temporary files that a full disk cuts short, played by a limit on the size of files.
 TEST(LDPAutoGain, TemporaryFileCutShortIsNoticed) {
   const TemporaryFolder folder;
