@@ -562,6 +562,18 @@ TEST_F(MP3File, AFrameWithoutItsReservoirIsSilentAndCounts) {
             std::vector<std::int32_t>(expected.begin() + 3 * 1152 + 576, expected.end()));
 }
 
+TEST_F(MP3File, SeekForgetsTheReservoir) {
+  const std::string stream = ReservoirStream(20).substr(288);
+  LSoundSource fresh = Open(stream);
+  const std::vector<std::int32_t> expected = ReadInPieces(fresh, 19 * 1152, {5000});
+  for (std::int32_t frames = 1; frames <= 19; ++frames) {
+    LSoundSource source = Open(stream);
+    ReadInPieces(source, frames * 1152, {5000});
+    source->Seek(0);
+    EXPECT_EQ(ReadInPieces(source, 19 * 1152, {5000}), expected) << frames;
+  }
+}
+
 TEST_F(MP3File, OnlyTheGranulesWhoseBytesAreMissingAreSilent) {
   // One frame, whose second granule lies in the frame itself and whose first begins in a frame that is gone.
   Random random(22);
@@ -578,6 +590,19 @@ TEST_F(MP3File, OnlyTheGranulesWhoseBytesAreMissingAreSilent) {
   EXPECT_NE(std::count(samples.begin() + 576, samples.begin() + 1152, 0), 576);
   EXPECT_EQ(std::vector<std::int32_t>(samples.begin() + 1152 + 576, samples.end()),
             std::vector<std::int32_t>(expected.begin() + 2 * 1152 + 576, expected.end()));
+}
+
+TEST_F(MP3File, AGranuleThatSharesTheScaleFactorsOfALostOneIsLostToo) {
+  Random random(22);
+  const MP3Header header = MakeHeader(MP3Version::Mpeg1, 64, 2, MP3Mode::SingleChannel);
+  std::vector<WrittenFrame> frames = {NoiseFrame(random, header, 30), NoiseFrame(random, header, 150)};
+  for (const int shared : {0, 1, 8}) {
+    frames[1].sharedScaleFactors[0] = shared;
+    LSoundSource cut = Open(WriteStream(frames, 40).substr(288));
+    const std::vector<std::int32_t> samples = ReadAll(cut, 5000);
+    ASSERT_EQ(samples.size(), 1152U);
+    EXPECT_EQ(std::count(samples.begin(), samples.end(), 0) == 1152, shared != 0) << shared;
+  }
 }
 
 TEST_F(MP3File, EveryVectorWidthGivesTheSameBits) {

@@ -382,6 +382,29 @@ TEST(DecodeHuffmanData, ReadsBackEveryCodeWord) {
   }
 }
 
+TEST(DecodeHuffmanData, BigValuesThatCrossTheEndMakeAllLinesSilent) {
+  const MP3Header header = kiv::test::MakeHeader(MP3Version::Mpeg1, 320, 0, MP3Mode::SingleChannel);
+  kiv::test::WrittenFrame frame;
+  frame.header = header;
+  kiv::test::WrittenGranule& written = frame.granule[0][0];
+  written.table = {1, 1, 1};
+  written.bigValues = 20;
+  std::fill_n(written.q.begin(), 40, 1);
+  const std::string stream = kiv::test::WriteStream({frame}) + std::string(2000, '\0');
+  const auto* const data = reinterpret_cast<const std::uint8_t*>(stream.data()) + 4 + 17;
+  MP3SideInfoGranule granule = {};
+  granule.bigValues = 20;
+  for (std::uint8_t& table : granule.tableSelect) table = 1;
+  const int end = GranuleBits(written, header);
+  for (const int missing : {0, 1, 10, end}) {
+    float spectrum[576];
+    std::fill(spectrum, spectrum + 576, 5.0F);
+    kiv::mp3::BitReader bits(data, 0);
+    EXPECT_EQ(DecodeHuffmanData(bits, end - missing, header, granule, spectrum), missing == 0 ? 40 : 0) << missing;
+    for (int i = 0; i < 576; ++i) ASSERT_EQ(spectrum[i], missing == 0 && i < 40 ? 1.0F : 0.0F) << missing << " " << i;
+  }
+}
+
 TEST(DecodeHuffmanData, ReadsBackEveryQuadAndDropsOneThatCrossesTheEnd) {
   const MP3Header header = kiv::test::MakeHeader(MP3Version::Mpeg1, 320, 0, MP3Mode::SingleChannel);
   for (int table = 0; table < 2; ++table) {
