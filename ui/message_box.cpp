@@ -4,6 +4,7 @@
 #include <QIcon>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QStyle>
 
 #include "ui/application_loop.h"
 #include "ui/resources.h"
@@ -11,52 +12,59 @@
 
 namespace {
 
-QMessageBox::Icon IconOf(short alertType) {
+constexpr int kAboutIconSize = 64;
+
+// Our own drawings: the toolkit's are pictures that blur at 200 %.
+const char* DrawingOf(short alertType) {
   switch (alertType) {
     case kAlertStopAlert:
-      return QMessageBox::Critical;
+      return "alert-stop";
     case kAlertNoteAlert:
-      return QMessageBox::Information;
+      return "alert-note";
     case kAlertCautionAlert:
-      return QMessageBox::Warning;
+      return "alert-caution";
     default:
-      return QMessageBox::NoIcon;
+      return "";
   }
+}
+
+// Until the user has dismissed it.
+void Run(QMessageBox& box, const char* drawing, int drawingSize) {
+  const kiv::EventSources sources;
+  const std::string picture = kiv::ResourceByName("icons", drawing);
+  if (!picture.empty()) {
+    const QIcon icon(QString::fromStdString(picture));
+    box.setIconPixmap(icon.pixmap(QSize(drawingSize, drawingSize), box.devicePixelRatio()));
+  }
+  kiv::KeepThemeIconOnly(*box.addButton(QMessageBox::Ok));
+  box.setWindowModality(Qt::ApplicationModal);
+  box.exec();
 }
 
 }  // namespace
 
 void LMacMessageBox(const char* message, const char* explanation, short alertType) {
   if (kiv::IsQuitting()) return;
-  const kiv::EventSources sources;
   QMessageBox box(kiv::FrontWindow());
   box.setWindowTitle(QApplication::applicationDisplayName());
   box.setTextFormat(Qt::PlainText);
-  box.setIcon(IconOf(alertType));
   box.setText(kiv::TextOf(message));
   box.setInformativeText(kiv::TextOf(explanation));
-  kiv::KeepThemeIconOnly(*box.addButton(QMessageBox::Ok));
-  box.setWindowModality(Qt::ApplicationModal);
-  box.exec();
+  Run(box, DrawingOf(alertType), box.style()->pixelMetric(QStyle::PM_MessageBoxIconSize, nullptr, &box));
 }
 
 namespace kiv {
 
 void ShowAboutBox() {
   if (IsQuitting()) return;
-  const EventSources sources;
   QMessageBox box(FrontWindow());
   box.setWindowTitle("About Kiv Recorder");
   box.setTextFormat(Qt::PlainText);
-  box.setIconPixmap(QIcon(QString::fromStdString(ResourceByName("icons", "com.oskmera.Kiv")))
-                        .pixmap(QSize(64, 64), box.devicePixelRatio()));
   box.setText("Kiv Recorder " KIV_VERSION);
   box.setInformativeText(
       "Records telephone calls from the computer's sound input.\n\n"
       "Everyone on the line should know that a call is being recorded.");
-  KeepThemeIconOnly(*box.addButton(QMessageBox::Ok));
-  box.setWindowModality(Qt::ApplicationModal);
-  box.exec();
+  Run(box, "com.oskmera.Kiv", kAboutIconSize);
 }
 
 }  // namespace kiv

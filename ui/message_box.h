@@ -15,7 +15,7 @@ void LMacMessageBox(const char* message, const char* explanation, short alertTyp
 
 namespace kiv {
 
-// Name, version, where to read more.
+// Name and version, and what the program does.
 void ShowAboutBox();
 
 }  // namespace kiv

@@ -9,7 +9,6 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPushButton>
 #include <csignal>
 #include <cstring>
@@ -21,7 +20,6 @@
 #include "ui/application_loop.h"
 #include "ui/folder_dialogs.h"
 #include "ui/help.h"
-#include "ui/message_box.h"
 #include "ui/tab_view.h"
 #include "ui/text_edit_dialog.h"
 #include "ui/toolkit_window.h"
@@ -339,23 +337,6 @@ TEST(TextEditDialog, MarkupInThePromptIsPlainText) {
 }
 
 // --- Small helpers
-
-TEST(MessageBox, ShowsBothTextsAndReturnsWhenDismissed) {
-  Desktop desktop;
-  bool seen = false;
-  WhenLoopRuns([&seen] {
-    auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-    ASSERT_NE(box, nullptr);
-    EXPECT_EQ(box->text(), "Error");
-    EXPECT_EQ(box->informativeText(), "An <i>explanation</i>");
-    EXPECT_EQ(box->textFormat(), Qt::PlainText);
-    EXPECT_EQ(box->icon(), QMessageBox::Critical);
-    seen = true;
-    box->accept();
-  });
-  LMacMessageBox("Error", "An <i>explanation</i>", kAlertStopAlert);
-  EXPECT_TRUE(seen);
-}
 
 TEST(WebPage, AddressIsBasePageAndHtml) {
   Desktop desktop;

@@ -8,6 +8,7 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QIcon>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QSlider>
@@ -30,6 +31,7 @@
 #include "tests/support/recorder_fixture.h"
 #include "tests/ui/ui_environment.h"
 #include "ui/application_loop.h"
+#include "ui/resources.h"
 #include "ui/toolkit_window.h"
 #include "ui/window.h"
 
@@ -485,7 +487,9 @@ class PreferencesCopyFolder : public Preferences {
     boxes.push_back(box->text().toStdString() + "|" + box->informativeText().toStdString());
     storedByThen = store.sets;
     gainByThen = FileValue("audiogain");
-    EXPECT_EQ(box->icon(), QMessageBox::Critical);
+    const QPixmap drawing = box->iconPixmap();
+    const QIcon stop(QString::fromStdString(kiv::ResourceByName("icons", "alert-stop")));
+    EXPECT_EQ(drawing.toImage(), stop.pixmap(drawing.size()).toImage());
     box->accept();
   }};
   std::vector<std::string> boxes;

@@ -163,8 +163,9 @@ TEST(Resources, PicturesAreFoundByNameWhateverTheirFormat) {
 
 TEST(Icons, EveryIconOfTheProgramIsThereAndSharp) {
   kiv::test::Desktop desktop;
-  for (const char* name : {"kivon", "kivoff", "kivgreen", "find", "preferences", "iconrec", "iconhold", "state-idle",
-                           "state-recording", "state-hold", "com.oskmera.Kiv"}) {
+  for (const char* name :
+       {"kivon", "kivoff", "kivgreen", "find", "preferences", "iconrec", "iconhold", "state-idle", "state-recording",
+        "state-hold", "alert-stop", "alert-note", "alert-caution", "com.oskmera.Kiv"}) {
     const std::string path = kiv::ResourceByName("icons", name);
     ASSERT_FALSE(path.empty()) << name;
     const QIcon icon(QString::fromStdString(path));
