@@ -8,6 +8,7 @@
 #include <QWidget>
 
 #include "tests/ui/main_dialog_window.h"
+#include "tests/ui/wait_until.h"
 #include "ui/help.h"
 #include "ui/message_box.h"
 #include "ui/progress_dialog.h"
@@ -24,10 +25,12 @@ class Camera {
   Camera(QString folder, QString suffix) : folder_(std::move(folder)), suffix_(std::move(suffix)) {}
 
   void Take(QWidget* widget, const char* name) {
-    // Layouts and the focus settle first.
+    // The focus shows only in the active window, and the window manager takes its time to make it that.
+    const bool active = widget != nullptr && test::WaitUntil([widget] { return widget->isActiveWindow(); });
+    // Layouts settle, too.
     for (int i = 0; i < 3; ++i) QApplication::processEvents();
     const QString path = QString("%1/%2-%3.png").arg(folder_, name, suffix_);
-    if (widget == nullptr || !widget->grab().save(path)) {
+    if (!active || !widget->grab().save(path)) {
       qWarning("cannot write %s", qUtf8Printable(path));
       good_ = false;
     }
@@ -67,6 +70,7 @@ class StillProgress : public LProgressDialog {
 
 bool TakeScreenshots(SimulatedLine& line, const QString& folder, const QString& suffix) {
   if (!QDir().mkpath(folder)) return false;
+  QApplication::setCursorFlashTime(0);
   Camera camera(folder, suffix);
 
   // Recordings stay in its list: no line of the log comes from a worker at its own time.
