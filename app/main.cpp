@@ -51,7 +51,8 @@ void RunOnDesktop(int argc, char** argv, kiv::SingleInstance& instance) {
   kiv::services.filePanels = &panels;
   kiv::QtOpener opener;
   kiv::services.opener = &opener;
-  // An X server beside another kind of desktop would only give us the keys of its own windows.
+  // An X server beside another kind of desktop would only give us the keys of its own windows. Such a desktop has none
+  // for us until the port is filled through its portal for global short cuts, too.
   std::unique_ptr<kiv::X11HotKeys> hotKeys;
   if (QApplication::platformName() == "xcb") hotKeys = std::make_unique<kiv::X11HotKeys>();
   kiv::services.hotKeys = hotKeys.get();

@@ -4,8 +4,11 @@
 
 namespace kiv {
 
+// Virtual key codes of F1 to F12, in this order. The numbers are the system's own, whatever the keyboard sends.
+inline constexpr int kFunctionKeyCodes[] = {122, 120, 99, 118, 96, 97, 98, 100, 101, 109, 103, 111};
+
 // Port: keys that reach the program while another program has the keyboard.
-//   Keys     virtual key codes (F5 is 96); pressed without modifiers, whatever Caps Lock and Num Lock say.
+//   Keys     virtual key codes (above); pressed without modifiers, whatever Caps Lock and Num Lock say.
 //   Threads  main only. An implementation has no thread of its own: the main loop watches Descriptor() and calls
 //            Dispatch(), which calls the listeners.
 //   Must     report one press and one release for each time a key is held, however long: no auto-repeat.

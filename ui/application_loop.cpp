@@ -9,7 +9,6 @@
 #include <QEventLoop>
 #include <QSessionManager>
 #include <QSocketNotifier>
-#include <algorithm>
 #include <csignal>
 #include <memory>
 #include <vector>
@@ -48,12 +47,6 @@ struct LoopState {
 LoopState& State() {
   static LoopState state;
   return state;
-}
-
-bool Wants(const std::vector<EventTypeSpec>& specs, const Event& event) {
-  return std::any_of(specs.begin(), specs.end(), [&event](const EventTypeSpec& spec) {
-    return spec.eventClass == event.Class() && spec.kind == event.Kind();
-  });
 }
 
 // Signal handlers may do little more than write; the loop turns the byte into the command.
@@ -138,7 +131,7 @@ OSStatus SendToApplication(const Event& event) {
   // A copy: handlers may install and remove handlers.
   const std::vector<ApplicationHandler> handlers = State().handlers;
   for (auto handler = handlers.rbegin(); handler != handlers.rend(); ++handler) {
-    if (!Wants(handler->specs, event)) continue;
+    if (!IsOneOf(event, handler->specs)) continue;
     if (handler->handler(event, handler->userData) != eventNotHandledErr) return noErr;
   }
   return eventNotHandledErr;
@@ -194,7 +187,8 @@ bool IsQuitting() {
 }
 
 void RunAppModalLoopForWindow(WindowRef window) {
-  if (window == nullptr) return;
+  // What a window does while it opens may have ended the program, which closed the windows that were open by then.
+  if (window == nullptr || State().quitting) return;
   const EventSources sources;
   QEventLoop loop;
   BeginModalWindow(window);

@@ -25,7 +25,7 @@ void RunApplicationEventLoop();
 void QuitApplicationEventLoop();
 bool IsQuitting();
 
-// Runs until QuitAppModalLoopForWindow of the same window.
+// Runs until QuitAppModalLoopForWindow of the same window; not at all while the program quits.
 void RunAppModalLoopForWindow(WindowRef window);
 void QuitAppModalLoopForWindow(WindowRef window);
 

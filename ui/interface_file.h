@@ -4,7 +4,7 @@
 //   Numbers   property controlId of a control; commands: property command, four characters.
 //   Boxes     an empty button box names its buttons by their commands in its property commands ("ok  ,not!").
 //   Errors    a file that cannot be loaded gives null. What is wrong inside a file (an unknown class of control, a bad
-//             command, a number used twice) is printed and kept in InterfaceProblems for the tests.
+//             command, a number used twice) is printed and kept for TakeInterfaceProblems.
 
 #include <QString>
 #include <QStringList>
@@ -20,7 +20,7 @@ QWidget* LoadInterfaceWindow(const std::string& name);
 using ControlFactory = QWidget* (*)(QWidget* parent);
 void RegisterControlClass(const QString& className, ControlFactory factory);
 
-// Everything found wrong since the last call.
+// Everything found wrong since the last call; for the tests.
 QStringList TakeInterfaceProblems();
 
 // Four Latin-1 characters as one word; 0 when the text has another length.

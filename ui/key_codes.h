@@ -1,8 +1,10 @@
 #pragma once
 
-// Virtual key codes of the function keys. The numbers are the system's own (F5 is 96), whatever the keyboard sends.
+// Function keys: the toolkit's keys as virtual key codes.
 
 #include <qnamespace.h>
+
+#include "platform/hot_keys.h"
 
 namespace kiv {
 
@@ -12,9 +14,6 @@ inline constexpr int kVirtualKeyF7 = 98;
 inline constexpr int kVirtualKeyF8 = 100;
 // The character that comes with every function key.
 inline constexpr int kFunctionKeyCharacter = 0x10;
-
-// In the order F1 to F12.
-inline constexpr int kFunctionKeyCodes[] = {122, 120, 99, 118, 96, 97, 98, 100, 101, 109, 103, 111};
 
 // The virtual key code of one of the toolkit's keys; -1 for every key but F1 to F12.
 constexpr int FunctionKeyCode(int toolkitKey) {

@@ -7,18 +7,12 @@
 
 #include "ui/interface_file.h"
 #include "ui/toolkit_window.h"
+#include "ui/widgets.h"
 
 namespace kiv {
 namespace {
 
 void (*drawMeter)(ControlRef control) = nullptr;
-
-// Pixels of the surface per pixel of the toolkit. Whole scales draw in the toolkit's pixels, so that 200 % is the
-// picture of 100 % twice as large; other scales draw in the surface's own, since half pixels would blur.
-double SurfaceScale(const QWidget& widget) {
-  const double ratio = widget.devicePixelRatioF();
-  return ratio == std::floor(ratio) ? 1.0 : ratio;
-}
 
 class LevelMeter : public QWidget {
  public:

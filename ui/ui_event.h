@@ -5,7 +5,9 @@
 //            in the end to the application's handlers, newest first.
 //   Threads  main. What crosses threads travels in the main queue instead.
 
+#include <algorithm>
 #include <cstdint>
+#include <vector>
 
 #include "foundation/event_queue.h"
 #include "foundation/four_cc.h"
@@ -57,6 +59,13 @@ struct EventTypeSpec {
   std::uint32_t eventClass;
   std::uint32_t kind;
 };
+
+// Whether the event is of one of these kinds.
+inline bool IsOneOf(const Event& event, const std::vector<EventTypeSpec>& specs) {
+  return std::any_of(specs.begin(), specs.end(), [&event](const EventTypeSpec& spec) {
+    return spec.eventClass == event.Class() && spec.kind == event.Kind();
+  });
+}
 
 // A handler as it is installed: a plain function that forwards to a member of the object userData.
 using UiEventHandler = OSStatus (*)(const Event& event, void* userData);

@@ -5,6 +5,7 @@
 #include <QPainter>
 #include <QStyle>
 #include <algorithm>
+#include <cmath>
 
 #include "ui/meter_geometry.h"
 
@@ -32,6 +33,11 @@ const char* const kStateWords[StateDisplay::kStates] = {"Idle", "Recording", "On
 const char* const kStateDrawings[StateDisplay::kStates] = {"state-idle", "state-recording", "state-hold"};
 
 }  // namespace
+
+double SurfaceScale(const QWidget& widget) {
+  const double ratio = widget.devicePixelRatioF();
+  return ratio == std::floor(ratio) ? 1.0 : ratio;
+}
 
 ElapsedTime::ElapsedTime(QWidget* parent) : QLabel(parent) {
   setTextFormat(Qt::PlainText);
@@ -198,9 +204,7 @@ void LevelScale::changeEvent(QEvent* event) {
 void LevelScale::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.setPen(palette().color(QPalette::Active, QPalette::WindowText));
-  // The meter's own pixels, see there.
-  const double ratio = devicePixelRatioF();
-  const double scale = ratio == static_cast<int>(ratio) ? 1.0 : ratio;
+  const double scale = SurfaceScale(*this);
   const PixelRect bounds{0, 0, static_cast<int>(width() * scale), 0};
   // The bar grows to the right in every language, and signs stand before their numbers.
   painter.setLayoutDirection(Qt::LeftToRight);

@@ -11,6 +11,11 @@
 
 namespace kiv {
 
+// How many pixels of the surface the meter and its scale count for one of the toolkit's. Whole scales draw in the
+// toolkit's pixels, so that 200 % is the picture of 100 % twice as large; other scales draw in the surface's own, since
+// half pixels would blur.
+double SurfaceScale(const QWidget& widget);
+
 // The elapsed time in large digits. As wide as the longest time, so that nothing beside it moves.
 class ElapsedTime : public QLabel {
  public:

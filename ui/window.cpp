@@ -8,7 +8,6 @@
 #include <QMenuBar>
 #include <QPushButton>
 #include <QWindow>
-#include <algorithm>
 #include <memory>
 
 #include "ui/application_loop.h"
@@ -173,11 +172,8 @@ void RemoveWindowHandler(WindowRef window) {
 
 OSStatus SendEvent(WindowRef window, const Event& event) {
   const ToolkitWindow* target = ToolkitWindowOf(window);
-  if (target != nullptr && target->handler != nullptr) {
-    const bool wanted = std::any_of(target->specs.begin(), target->specs.end(), [&event](const EventTypeSpec& spec) {
-      return spec.eventClass == event.Class() && spec.kind == event.Kind();
-    });
-    if (wanted && target->handler(event, target->handlerData) != eventNotHandledErr) return noErr;
+  if (target != nullptr && target->handler != nullptr && IsOneOf(event, target->specs)) {
+    if (target->handler(event, target->handlerData) != eventNotHandledErr) return noErr;
   }
   return SendToApplication(event);
 }

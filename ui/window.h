@@ -16,7 +16,8 @@ namespace kiv {
 
 // A hidden window from <resources>/interface/main/<name>.ui; null when the file cannot be found or loaded.
 WindowRef CreateWindowFromInterface(const std::string& name);
-// Takes the menu bar from the interface file of that name; commands of its items go to the window.
+// Takes the menu bar from the interface file of that name; commands of its items go to the window. False when the file
+// or the window cannot have one.
 bool SetMenuBarFromInterface(WindowRef window, const std::string& name);
 void DisposeWindow(WindowRef window);
 

@@ -15,8 +15,6 @@
 namespace kiv {
 namespace {
 
-// In the order F1 to F12.
-constexpr int kFunctionKeyCodes[] = {122, 120, 99, 118, 96, 97, 98, 100, 101, 109, 103, 111};
 constexpr xcb_keysym_t kKeysymF1 = 0xFFBE;
 constexpr xcb_keysym_t kKeysymNumLock = 0xFF7F;
 

@@ -357,6 +357,55 @@ TEST_F(MainWindowTest, QuitEndsMessageBoxesAndOpensNoFurtherOnes) {
   EXPECT_THAT(frame_.calls, ElementsAre("InitDialog", "CmCancel", "one", "two", "DestroyDialog"));
 }
 
+TEST_F(MainWindowTest, QuitEndsTheAboutBox) {
+  Run([&] {
+    WhenLoopRuns([] { std::raise(SIGTERM); });
+    kiv::ShowAboutBox();
+    frame_.calls.emplace_back("about ended");
+  });
+  EXPECT_THAT(frame_.calls, ElementsAre("InitDialog", "CmCancel", "about ended", "DestroyDialog"));
+}
+
+TEST_F(MainWindowTest, QuitWhileADialogOpensEndsItBeforeItRuns) {
+  class Late : public LDialog {
+   public:
+    WindowRef frame = nullptr;
+    bool destroyed = false;
+    void InitDialog() override { kiv::SendCommand(frame, FourCC("quit")); }
+    void DestroyDialog() override { destroyed = true; }
+  } late;
+  Run([&] {
+    late.frame = frame_.Window();
+    EXPECT_EQ(late.Open(nullptr, "LTextEditDlg"), 0);
+    EXPECT_TRUE(late.destroyed);
+    frame_.calls.emplace_back("dialog ended");
+  });
+  EXPECT_THAT(frame_.calls, ElementsAre("InitDialog", "CmCancel", "dialog ended", "DestroyDialog"));
+}
+
+TEST_F(MainWindowTest, QuitWhileAMenuIsOpen) {
+  Run([this] {
+    auto* window = dynamic_cast<kiv::MainFrame*>(kiv::WidgetOf(frame_.Window()));
+    QMenu* call = window->menuBar()->actions().at(0)->menu();
+    call->popup(window->mapToGlobal(QPoint(5, 20)));
+    ASSERT_EQ(QApplication::activePopupWidget(), call);
+    std::raise(SIGTERM);
+  });
+  EXPECT_THAT(frame_.calls, ElementsAre("InitDialog", "EnableMainMenu", "CmCancel", "DestroyDialog"));
+  EXPECT_EQ(QApplication::activePopupWidget(), nullptr);
+}
+
+TEST_F(MainWindowTest, QuitWhileHelpIsOpenClosesIt) {
+  Run([] {
+    LDialog().DisplayHelpPage(1);
+    std::raise(SIGTERM);
+  });
+  EXPECT_THAT(frame_.calls, ElementsAre("InitDialog", "CmCancel", "DestroyDialog"));
+  for (const QWidget* widget : QApplication::topLevelWidgets()) {
+    EXPECT_NE(widget->windowTitle(), "Kiv Recorder Help");
+  }
+}
+
 TEST_F(MainWindowTest, QuitEndsAPanel) {
   Run([&] {
     WhenLoopRuns([] { std::raise(SIGTERM); });
