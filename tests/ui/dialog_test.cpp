@@ -4,13 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
-#include <QDialogButtonBox>
 #include <QDir>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
-#include <csignal>
 #include <cstring>
 
 #include "foundation/event_queue.h"
@@ -19,9 +17,8 @@
 #include "tests/ui/wait_until.h"
 #include "ui/application_loop.h"
 #include "ui/folder_dialogs.h"
-#include "ui/help.h"
-#include "ui/tab_view.h"
 #include "ui/text_edit_dialog.h"
+#include "ui/timers.h"
 #include "ui/toolkit_window.h"
 #include "ui/web_page.h"
 #include "ui/window.h"
@@ -205,6 +202,52 @@ TEST_F(DialogTest, FocusStartsOnTheFirstControl) {
   });
 }
 
+// A controller may move the focus, so it is set before the first of them; both come before the window is seen.
+TEST_F(DialogTest, FocusIsSetAndControlsAreEnabledBeforeTheWindowIsShown) {
+  class Watcher : public LDialog {
+   public:
+    std::vector<std::string> calls;
+    void InitDialog() override {
+      QWidget* focused = kiv::WidgetOf(Window())->focusWidget();
+      calls.push_back(Shown() + "InitDialog " + (focused == nullptr ? "" : focused->objectName().toStdString()));
+      WhenLoopRuns([this] { ClickCloseBox(Window()); });
+    }
+    void EnableControls() override { calls.push_back(Shown() + "EnableControls"); }
+
+   private:
+    std::string Shown() { return kiv::IsWindowShown(Window()) ? "shown " : "hidden "; }
+  } watcher;
+  watcher.Open(nullptr, "LTextEditDlg");
+  EXPECT_THAT(watcher.calls, ElementsAre("hidden InitDialog entry", "hidden EnableControls"));
+}
+
+// The application's handler gets what the dialog passes on: neither its commands nor its close box.
+TEST_F(DialogTest, CommandsAndTheCloseBoxEndInTheDialogAndOtherEventsArePassedOn) {
+  std::vector<std::uint32_t> passed;
+  const auto handler = [](const kiv::Event& event, void* data) {
+    static_cast<std::vector<std::uint32_t>*>(data)->push_back(event.Kind());
+    return noErr;
+  };
+  kiv::InstallApplicationHandler(handler, &passed,
+                                 {{kEventClassCommand, kEventCommandProcess},
+                                  {kEventClassWindow, kEventWindowClose},
+                                  {kEventClassWindow, kEventWindowResizeCompleted}});
+  dialog_.cancelAnswer = false;
+  dialog_.okAnswer = false;
+  Open("LTextEditDlg", [this] {
+    kiv::SendCommand(dialog_.Window(), kiv::FourCC("abou"));
+    kiv::SendCommand(dialog_.Window(), kiv::FourCC("quit"));
+    ClickCommand(dialog_.Window(), "ok  ");
+    ClickCommand(dialog_.Window(), "not!");
+    kiv::SendEvent(dialog_.Window(), {kEventClassWindow, kEventWindowResizeCompleted});
+    ClickCloseBox(dialog_.Window());
+  });
+  kiv::RemoveApplicationHandler(handler, &passed);
+  EXPECT_THAT(passed, ElementsAre(kEventWindowResizeCompleted));
+  EXPECT_EQ(LDialog::_LDEventHandler({kEventClassWindow, kEventWindowResizeCompleted}, &dialog_), eventNotHandledErr);
+  EXPECT_EQ(LDialog::_LDEventHandler({kEventClassMenu, kEventMenuEnableItems}, &dialog_), eventNotHandledErr);
+}
+
 TEST_F(DialogTest, RangesEnableInOrderAndEmptyRangesNothing) {
   Open("Preferences", [this] {
     dialog_.EnableControlRange(2101, 2104, false);
@@ -278,6 +321,27 @@ TEST_F(DialogTest, MainQueueGoesOnInOrderWhileADialogIsOpen) {
   EXPECT_TRUE(kiv::test::WaitUntil([&] { return order.size() == 10 && dialog_.Window() == nullptr; }));
   EXPECT_THAT(order, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9));
   queue.Remove(handler);
+}
+
+TEST_F(DialogTest, TimersGoOnWhileADialogIsOpen) {
+  class Clock : public LTimers {
+   public:
+    explicit Clock(LDialog& dialog) : dialog_(dialog) {}
+    int ticks = 0;
+    void EvTimer(int id) override {
+      if (++ticks < 3) {
+        TimerSet(id, 1);
+      } else {
+        dialog_.Close();
+      }
+    }
+
+   private:
+    LDialog& dialog_;
+  } clock(dialog_);
+  clock.TimerSet(1, 1);
+  EXPECT_EQ(Open("LTextEditDlg", [] {}), 0);
+  EXPECT_EQ(clock.ticks, 3);
 }
 
 TEST_F(DialogTest, ADialogOverADialogEndsFirst) {
@@ -369,108 +433,6 @@ TEST(FolderDialogs, WithoutAnOpenerNothingHappens) {
   kiv::services.opener = nullptr;
   LFindPlayDlg().Open("/");
   OpenOskWebPage("kiv/index");
-}
-
-// --- Tabs
-
-class TabDialog : public LDialog {
- public:
-  LTabView tabs;
-  std::function<void()> inLoop;
-  void InitDialog() override {
-    tabs.Install(Window(), GetControl(80));
-    WhenLoopRuns(inLoop);
-  }
-};
-
-std::vector<int> ShownPanes(LDialog& dialog) {
-  std::vector<int> shown;
-  for (int pane = 81; pane <= 89; ++pane) {
-    if (kiv::IsControlShown(dialog.GetControl(pane))) shown.push_back(pane);
-  }
-  return shown;
-}
-
-TEST(TabView, ChoosingATabShowsItsPaneAlone) {
-  Desktop desktop;
-  TabDialog dialog;
-  dialog.inLoop = [&] {
-    for (const int tab : {3, 5, 1, 2}) {
-      dialog.SetValue(80, tab);
-      EXPECT_THAT(ShownPanes(dialog), ElementsAre(80 + tab));
-      EXPECT_EQ(dialog.tabs.CurrentTab(), tab);
-      EXPECT_TRUE(kiv::WidgetOf(dialog.GetControl(80 + tab))->isVisible());
-    }
-    ClickCloseBox(dialog.Window());
-  };
-  dialog.Open(nullptr, "Preferences");
-}
-
-TEST(TabView, TheSameTabAgainIsNotHandled) {
-  Desktop desktop;
-  TabDialog dialog;
-  dialog.inLoop = [&] {
-    dialog.SetValue(80, 3);
-    EXPECT_EQ(LTabView::_TabViewEventHandler({kEventClassControl, kEventControlValueFieldChanged}, &dialog.tabs),
-              eventNotHandledErr);
-    ClickCloseBox(dialog.Window());
-  };
-  dialog.Open(nullptr, "Preferences");
-}
-
-TEST(TabView, SwitchingClearsTheFocus) {
-  Desktop desktop;
-  TabDialog dialog;
-  dialog.inLoop = [&] {
-    kiv::FocusControl(dialog.GetControl(1102));
-    dialog.SetValue(80, 4);
-    const QWidget* focused = kiv::WidgetOf(dialog.Window())->focusWidget();
-    EXPECT_TRUE(focused == nullptr || !focused->hasFocus());
-    ClickCloseBox(dialog.Window());
-  };
-  dialog.Open(nullptr, "Preferences");
-}
-
-TEST(TabView, GoesBeforeOrAfterItsWindow) {
-  Desktop desktop;
-  const WindowRef window = kiv::CreateWindowFromInterface("Preferences");
-  {
-    LTabView early;
-    early.Install(window, kiv::GetControlByID(window, 80));
-  }
-  kiv::SetControlValue(kiv::GetControlByID(window, 80), 2);
-  LTabView late;
-  late.Install(window, kiv::GetControlByID(window, 80));
-  kiv::DisposeWindow(window);
-}
-
-// --- Help
-
-TEST(Help, PagesByNumberInOneWindow) {
-  Desktop desktop;
-  LDialog().DisplayHelpPage(1);
-  const auto help = [] {
-    std::vector<QWidget*> windows;
-    for (QWidget* widget : QApplication::topLevelWidgets()) {
-      if (widget->windowTitle() == "Kiv Recorder Help" && widget->isVisible()) windows.push_back(widget);
-    }
-    return windows;
-  };
-  ASSERT_EQ(help().size(), 1U);
-  LDialog().DisplayHelpPage(2);
-  EXPECT_EQ(help().size(), 1U);
-  LDialog().DisplayHelpPage(4711);
-  EXPECT_EQ(help().size(), 1U);
-  kiv::CloseHelp();
-  EXPECT_TRUE(help().empty());
-}
-
-TEST(Help, WithoutPagesThereIsNoWindow) {
-  Desktop desktop;
-  desktop.folders.resources.reset();
-  kiv::ShowHelpStart();
-  EXPECT_EQ(QApplication::activeWindow(), nullptr);
-  kiv::CloseHelp();
 }
 
 }  // namespace

@@ -88,6 +88,38 @@ TEST_F(ProgressTest, CloseBoxAsksToStopToo) {
   });
 }
 
+TEST_F(ProgressTest, WorkThatNeverAsksLeavesTheWindowUnpaintedAndCancelDead) {
+  class Paints : public QObject {
+   public:
+    int count = 0;
+    bool eventFilter(QObject*, QEvent* event) override {
+      count += event->type() == QEvent::Paint;
+      return false;
+    }
+  } paints;
+  bool clicked = false;
+  Run([&](LProgressDialog& dialog) {
+    QWidget* window = kiv::WidgetOf(dialog.Window());
+    window->installEventFilter(&paints);
+    WhenLoopRuns([&] {
+      clicked = true;
+      ClickCommand(dialog.Window(), "not!");
+    });
+    for (int i = 0; i <= 100; ++i) {
+      dialog.SetStatus("Working", 0);
+      dialog.SetProgress(i / 100.0);
+    }
+    EXPECT_EQ(paints.count, 0);
+    EXPECT_FALSE(clicked);
+    // What has waited comes with the first question.
+    EXPECT_TRUE(dialog.IsToStop());
+    EXPECT_TRUE(clicked);
+    EXPECT_GT(paints.count, 0);
+    window->removeEventFilter(&paints);
+    return 1;
+  });
+}
+
 TEST_F(ProgressTest, AnEarlierStopIsForgottenAtTheNextOpen) {
   TestProcess process{[](LProgressDialog& dialog) {
     dialog.Close();

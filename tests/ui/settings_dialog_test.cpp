@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QIcon>
 #include <QLineEdit>
 #include <QMessageBox>
@@ -30,6 +29,7 @@
 #include "tests/devices/line_fixture.h"
 #include "tests/support/recorder_fixture.h"
 #include "tests/ui/ui_environment.h"
+#include "tests/ui/wait_until.h"
 #include "ui/application_loop.h"
 #include "ui/resources.h"
 #include "ui/toolkit_window.h"
@@ -40,6 +40,7 @@ namespace {
 using kiv::test::ClickCloseBox;
 using kiv::test::ClickCommand;
 using kiv::test::ClickControl;
+using kiv::test::WaitUntil;
 using kiv::test::WhenLoopRuns;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -653,19 +654,6 @@ TEST_F(Preferences, OpensOnItsFirstPageEveryTime) {
 
 class PreferencesKeys : public Preferences {
  protected:
-  // Waits for what a key sets off: a button that is pressed by its letter first shows that it is down.
-  template <typename Condition>
-  static bool WaitUntil(Condition condition) {
-    QElapsedTimer clock;
-    clock.start();
-    QTimer tick;
-    tick.start(5);
-    while (!condition()) {
-      if (clock.elapsed() > 30000) return false;
-      QApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
-    return true;
-  }
   void OpenForKeys(std::function<void()> inLoop) {
     Open([this, inLoop = std::move(inLoop)] {
       QWidget* window = kiv::WidgetOf(dialog.Window());

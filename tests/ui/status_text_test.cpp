@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QClipboard>
 #include <QPlainTextEdit>
 #include <QScrollBar>
+#include <QTest>
 
 #include "tests/ui/ui_environment.h"
 #include "ui/controls.h"
@@ -42,6 +44,15 @@ TEST_F(StatusTextTest, TextCanBeSelectedButNotChanged) {
   EXPECT_TRUE(edit_->isReadOnly());
   EXPECT_TRUE(edit_->textInteractionFlags().testFlag(Qt::TextSelectableByMouse));
   EXPECT_TRUE(edit_->textInteractionFlags().testFlag(Qt::TextSelectableByKeyboard));
+}
+
+TEST_F(StatusTextTest, TextIsCopiedByKeys) {
+  kiv::StatusTextControl(control_).ShowStatus("one\rtwo\r");
+  QTest::keyClick(edit_, Qt::Key_A, Qt::ControlModifier);
+  QTest::keyClick(edit_, Qt::Key_C, Qt::ControlModifier);
+  EXPECT_EQ(QApplication::clipboard()->text(), "one\ntwo");
+  QTest::keyClick(edit_, Qt::Key_X, Qt::ControlModifier);
+  EXPECT_EQ(edit_->toPlainText(), "one\ntwo");
 }
 
 TEST_F(StatusTextTest, NewestLineIsAlwaysInView) {

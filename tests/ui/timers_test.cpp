@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QThread>
 #include <vector>
 
 #include "tests/ui/wait_until.h"
@@ -39,6 +41,20 @@ TEST(Timers, SetTwiceLeavesOnePending) {
   owner.TimerSet(1, kNeverMs);
   owner.TimerSet(1, kNeverMs);
   EXPECT_EQ(Pending(), 1);
+}
+
+TEST(Timers, SetTwiceFiresOnceAndCountsFromTheSecond) {
+  constexpr int kDelayMs = 40;
+  Owner owner;
+  owner.TimerSet(1, kDelayMs);
+  QThread::msleep(kDelayMs / 2);
+  QElapsedTimer clock;
+  clock.start();
+  owner.TimerSet(1, kDelayMs);
+  EXPECT_TRUE(WaitUntil([&owner] { return !owner.fired.empty(); }));
+  EXPECT_GE(clock.elapsed(), kDelayMs - 1);  // The loop counts in whole milliseconds.
+  EXPECT_EQ(owner.fired, std::vector<int>{1});
+  EXPECT_EQ(Pending(), 0);
 }
 
 TEST(Timers, NewestStandsFirst) {

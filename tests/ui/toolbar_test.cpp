@@ -160,6 +160,13 @@ TEST_F(ToolBarViewTest, NothingMovesWhenALabelChanges) {
   EXPECT_EQ(before, after);
 }
 
+TEST_F(ToolBarViewTest, RowWithoutIdentifierIsABlankSpace) {
+  const auto gap = [this](const char* left, const char* right) {
+    return Button(right)->geometry().left() - Button(left)->geometry().right();
+  };
+  EXPECT_GE(gap("Hold Call", "Find & Play"), gap("Record", "Hold Call") + 32);
+}
+
 TEST_F(ToolBarViewTest, EveryButtonHasItsOwnMnemonicBesideTheMenus) {
   std::set<QChar> letters = {'c', 't', 'h'};  // The menus' own.
   int buttons = 0;
