@@ -19,6 +19,7 @@
 #include "recorder/status_window.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/ui/desktop/child_program.h"
+#include "tests/ui/desktop/desktop_tools.h"
 #include "tests/ui/ui_environment.h"
 #include "tests/ui/wait_until.h"
 #include "ui/application_loop.h"
@@ -37,23 +38,11 @@ using kiv::kVirtualKeyF5;
 using kiv::kVirtualKeyF7;
 using kiv::kVirtualKeyF8;
 using kiv::test::ChildProgram;
+using kiv::test::GiveKeyboard;
+using kiv::test::RunCommand;
+using kiv::test::RunTool;
 using kiv::test::WaitUntil;
 using testing::ElementsAre;
-
-void RunCommand(const std::vector<std::string>& command) {
-  ChildProgram program;
-  std::string line;
-  for (const std::string& word : command) line.append(word).append(" ");
-  ASSERT_TRUE(program.Start(command)) << line;
-  ASSERT_TRUE(program.WaitForEnd()) << line;
-  EXPECT_EQ(program.ExitCode(), 0) << line;
-}
-
-// Lets everything that is on its way arrive: a key whose effect is awaited comes after it.
-void RunTool(std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), "xdotool");
-  RunCommand(arguments);
-}
 
 // A window of another program, with the keyboard.
 class OtherProgram {
@@ -221,7 +210,7 @@ class Frame : public LMainWindow, public LHotKeyHandler {
     InstallKeyHandler();
     if (hotKeys) RegisterHotKey(kVirtualKeyF5, 0);
     QTimer::singleShot(0, qApp, [this] {
-      RunTool({"windowactivate", "--sync", std::to_string(kiv::WidgetOf(Window())->winId())});
+      GiveKeyboard(*kiv::WidgetOf(Window()));
       whenShown();
     });
   }
@@ -272,6 +261,29 @@ TEST_F(FrameOnX11, TheWindowManagersCloseIsRefusedAndAccepted) {
     EXPECT_TRUE(kiv::IsWindowShown(frame.Window()));
     frame.mayQuit = true;
     RunTool({"key", "alt+F4"});
+  };
+  frame.Run();
+  EXPECT_THAT(frame.calls, ElementsAre("CmCancel", "CmCancel"));
+}
+
+TEST_F(FrameOnX11, QuitOfTheMenuIsRefusedAndAccepted) {
+  Frame frame;
+  frame.mayQuit = false;
+  // A menu takes the keyboard when it has opened, so each key waits for what the one before does.
+  const auto quit = [&frame] {
+    const QWidget* window = kiv::WidgetOf(frame.Window());
+    EXPECT_TRUE(WaitUntil([window] { return window->isActiveWindow(); }));
+    RunTool({"key", "alt+c"});
+    EXPECT_TRUE(WaitUntil([] { return QApplication::activePopupWidget() != nullptr; }));
+    RunTool({"key", "q"});
+  };
+  frame.whenShown = [&] {
+    quit();
+    EXPECT_TRUE(WaitUntil([&frame] { return frame.calls.size() == 1; }));
+    EXPECT_TRUE(kiv::IsWindowShown(frame.Window()));
+    frame.mayQuit = true;
+    quit();
+    if (HasFailure()) frame.Close();
   };
   frame.Run();
   EXPECT_THAT(frame.calls, ElementsAre("CmCancel", "CmCancel"));
@@ -341,7 +353,7 @@ class PanelsOnTheDesktop : public testing::Test {
     QTimer::singleShot(0, qApp, [name, key] {
       const QPointer<QWidget> panel = QApplication::activeModalWidget();
       ASSERT_NE(panel, nullptr);
-      RunTool({"windowactivate", "--sync", std::to_string(panel->winId())});
+      GiveKeyboard(*panel);
       if (!name.empty()) {
         RunTool({"type", "--delay", "20", name});
         const auto* field = panel->findChild<QLineEdit*>("fileNameEdit");
