@@ -110,6 +110,31 @@ TEST(Accessibility, AMissingNameIsFound) {
   kiv::DisposeWindow(window);
 }
 
+// A name of their own would be read in place of what they show.
+TEST(Accessibility, TimeInformationAndProgressAreReadAsTheyStand) {
+  kiv::test::Desktop desktop;
+  const struct {
+    const char* window;
+    int control;
+    const char* description;
+  } texts[] = {{"MainWindow", 107, "Elapsed time"},
+               {"MainWindow", 109, "Information"},
+               {"LProgressDialog", 101, "Status"},
+               {"LProgressDialog", 102, "Details"}};
+  for (const auto& text : texts) {
+    const WindowRef window = kiv::CreateWindowFromInterface(text.window);
+    const ControlRef control = kiv::GetControlByID(window, text.control);
+    for (const char* shown : {"0:07:42", "No sound on the line"}) {
+      kiv::SetControlText(control, shown);
+      QAccessibleInterface* item = QAccessible::queryAccessibleInterface(kiv::WidgetOf(control));
+      ASSERT_NE(item, nullptr);
+      EXPECT_EQ(item->text(QAccessible::Name), shown) << text.description;
+      EXPECT_EQ(item->text(QAccessible::Description), text.description);
+    }
+    kiv::DisposeWindow(window);
+  }
+}
+
 TEST(Accessibility, StateIsToldInWords) {
   kiv::test::Desktop desktop;
   const WindowRef window = kiv::CreateWindowFromInterface("MainWindow");

@@ -8,7 +8,7 @@ import sys
 import time
 
 LIMIT_S = 30
-WANTED = {"Record", "Hold Call", "Find & Play", "Preferences", "Activity log", "Idle"}
+WANTED = {"Record", "Hold Call", "Find & Play", "Preferences", "Activity log", "Idle", "0:00:00"}
 
 
 def launcher():
