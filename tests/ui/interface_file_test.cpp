@@ -83,12 +83,18 @@ TEST_P(InterfaceFiles, HasExactlyTheNumbersOfItsController) {
   EXPECT_EQ(numbers, found->second);
 }
 
+// By a name of its own, by its text or by the label before it.
 TEST_P(InterfaceFiles, NamesEveryControl) {
   ASSERT_NE(window_, nullptr);
+  std::set<const QWidget*> labelled;
+  for (const QLabel* label : window_->findChildren<QLabel*>()) {
+    if (!label->text().isEmpty()) labelled.insert(label->buddy());
+  }
   for (const QWidget* control : window_->findChildren<QWidget*>()) {
     if (control->focusPolicy() == Qt::NoFocus || control->objectName().startsWith("qt_")) continue;
     const auto* button = qobject_cast<const QAbstractButton*>(control);
-    const bool named = !control->accessibleName().isEmpty() || (button != nullptr && !button->text().isEmpty());
+    const bool named = !control->accessibleName().isEmpty() || (button != nullptr && !button->text().isEmpty()) ||
+                       labelled.count(control) == 1;
     EXPECT_TRUE(named) << control->objectName().toStdString() << " (" << control->metaObject()->className() << ")";
   }
 }
