@@ -14,14 +14,11 @@
 #include <thread>
 
 #include "audio/wave_file.h"
+#include "tests/support/library_suppressions.h"
 #include "tests/support/test_signals.h"
 
 namespace kiv::test {
 namespace {
-
-// The toolkit's libraries are not instrumented, see tests/ui/ui_environment.cpp.
-constexpr char kThreadSuppressions[] = "race:libQt6Gui.so.6\nrace:libQt6Core.so.6\n";
-constexpr char kLeakSuppressions[] = "leak:libfontconfig\nleak:libQt6\n";
 
 std::string PreferencePath(const std::string& home) {
   return home + "/.config/com.Oskmera.Kiv.ini";
@@ -48,6 +45,7 @@ HomeFolder::HomeFolder(bool withPrompts) {
   std::filesystem::create_directories(folder_.File("Kiv"));
   std::filesystem::create_directories(folder_.File(".config"));
   WriteFile(folder_.File("tsan.supp"), kThreadSuppressions);
+  WriteFile(folder_.File("asan.supp"), kAddressSuppressions);
   WriteFile(folder_.File("lsan.supp"), kLeakSuppressions);
   if (!withPrompts) return;
   for (const char* name : {"Start Prompt", "End Prompt", "On-Hold 1", "On-Hold 2", "On-Hold 3", "Record Tone"}) {
@@ -146,6 +144,7 @@ RunningProgram::RunningProgram(const std::string& program, const HomeFolder& hom
   setenv("HOME", home.Path().c_str(), 1);
   setenv("XDG_CONFIG_HOME", (home.Path() + "/.config").c_str(), 1);
   AppendOption("TSAN_OPTIONS", "suppressions=" + home.Path() + "/tsan.supp");
+  AppendOption("ASAN_OPTIONS", "suppressions=" + home.Path() + "/asan.supp");
   AppendOption("LSAN_OPTIONS", "suppressions=" + home.Path() + "/lsan.supp:print_suppressions=0");
   for (const auto& [name, value] : environment) {
     if (value.empty()) {
