@@ -5,7 +5,8 @@
 //
 // `race:` leaves out every report with the name anywhere in it. That is right only for what never calls our code. The
 // toolkit does, every handler has it among its callers; so for the toolkit, and for the loop that it runs in, it is
-// `called_from_lib:`, which leaves out no more than the library's own calls. A fault of ours in a handler is reported.
+// `called_from_lib:`, which leaves out no more than the library's own calls. A fault of ours in a handler is reported;
+// tests/ui/faults makes some to see that.
 
 namespace kiv::test {
 
