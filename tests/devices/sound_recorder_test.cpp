@@ -1,6 +1,7 @@
 #include "devices/sound_recorder.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 
 #include "tests/devices/line_fixture.h"
@@ -476,6 +477,7 @@ TEST(LSoundRecorder, InputThatDiesStopsTheRecordingAfterThreeSeconds) {
   EXPECT_EQ(installed.line.NowMs(), 2000 + 3000);
   EXPECT_THAT(log.Changes(), ElementsAre("wait", "record", "stop"));
   EXPECT_EQ(out.sink->Samples(), RecordedNoise(0, 16000));
+  EXPECT_TRUE(recorder.IsInputLost());
 }
 
 TEST(LSoundRecorder, InputThatNeverDeliversStopsWithAnEmptyFile) {
@@ -504,6 +506,7 @@ TEST(LSoundRecorder, InputThatComesBackInTimeGoesOnWithSilenceInBetween) {
   std::fill(input.begin() + 8000, input.begin() + 28000, std::int16_t{0});
   EXPECT_EQ(out.sink->Samples(), WithoutOffset(input, 1, 8000));
   EXPECT_EQ(recorder.LostInputFrames(), 0);
+  EXPECT_FALSE(recorder.IsInputLost());
 }
 
 TEST(LSoundRecorder, InputThatIsUnpluggedStopsTheRecordingAndCannotBeOpened) {
@@ -597,6 +600,29 @@ TEST(LSoundRecorder, WriteErrorIsReadableAndDoesNotStopTheRecording) {
   installed.line.Run(1500);
   EXPECT_EQ(recorder.WriteError(), kSinkFailed);
   EXPECT_TRUE(recorder.IsRunning());
+  recorder.Stop();
+  EXPECT_EQ(recorder.WriteError(), kSinkFailed);
+}
+
+// A converter keeps the last frames back until it is closed.
+TEST(LSoundRecorder, WriteErrorOfTheLastFramesIsReadableAfterStop) {
+  class FullAtLastSink : public MemorySink {
+   public:
+    FullAtLastSink() : MemorySink(8000, 1) {}
+    void Write(std::int32_t const* buffer, std::int32_t frames) override {
+      MemorySink::Write(buffer, frames);
+      if (full) error_ |= kSinkFailed;
+    }
+    std::atomic<bool> full{false};
+  };
+  InstalledLine installed(MakeFunction(NoiseAt), {.lockStep = true, .inputRateHz = 16000});
+  LSoundRecorder recorder;
+  auto* const object = new FullAtLastSink;
+  LSoundSink sink(object);
+  ASSERT_TRUE(recorder.Start(sink, kNoLimit, -127, kNeverPause));
+  installed.line.Run(1000);
+  object->full = true;
+  EXPECT_EQ(recorder.WriteError(), kSinkGood);
   recorder.Stop();
   EXPECT_EQ(recorder.WriteError(), kSinkFailed);
 }

@@ -283,9 +283,13 @@ class HandClock : public kiv::WaitClock {
   };
 
   std::unique_ptr<Worker> AddWorker() override { return std::make_unique<HandWorker>(*this); }
-  void Advance(std::int64_t ms) {
+  void AwaitWaiter() {
     std::unique_lock lock(mutex);
     changed.wait(lock, [&] { return waiting; });
+  }
+  void Advance(std::int64_t ms) {
+    AwaitWaiter();
+    const std::lock_guard lock(mutex);
     nowMs += ms;
     changed.notify_all();
   }
@@ -333,10 +337,25 @@ TEST(LThread, SignalAndStopWakeAWorkerOnAClockOfItsOwn) {
   });
   worker.UseWaitClock(&clock);
   worker.Start(0);
+  clock.AwaitWaiter();
   worker.RaiseSignal(signal);
   EXPECT_TRUE(woken.get_future().get());
+  clock.AwaitWaiter();
   worker.StopThreadSoon();
   EXPECT_TRUE(stopped.get_future().get());
+}
+
+TEST(LThread, NextStartJoinsAFinishedWorkerOnAClockOfItsOwnThere) {
+  HandClock clock;
+  Worker worker([](Worker&) {});
+  worker.UseWaitClock(&clock);
+  worker.Start(0);
+  const auto start = steady_clock::now();
+  while (clock.ended == 0 && steady_clock::now() - start < kLimit) std::this_thread::yield();
+  worker.Start(0);
+  EXPECT_EQ(clock.joined, 1);
+  worker.Join();
+  EXPECT_EQ(clock.joined, 2);
 }
 
 }  // namespace

@@ -521,6 +521,23 @@ TEST(LDPSRCAutoGain, TakesTheFilesOverAndEndsWhereItSaid) {
   EXPECT_EQ(source.GetEndSample(), 1600);
 }
 
+TEST(LDPSRCAutoGain, TrimmingTakesTheStartUpTo15DecibelsBelowSpeechAndTheEndUpTo23) {
+  const TemporaryFolder folder;
+  std::string samplePath;
+  std::string levelPath;
+  LReadWriteFile samples = kiv::CreateSpoolFile(folder.Path(), samplePath);
+  LReadWriteFile levels = kiv::CreateSpoolFile(folder.Path(), levelPath);
+  std::string records;
+  for (const int level : {-35, -35, -34, -20, -20, -42, -43, -43, -43}) records += static_cast<char>(level);
+  kiv::test::WriteFile(levelPath, records);
+  LDBMC speech;
+  speech.channels = 1;
+  speech.level[0] = -20;
+  const LDPSRCAutoGain source(8000, 1, speech, 9, samples, levels, 160, true, 2, -8, -9, -0.5, 2);
+  // The second block as lead-in, up to the first behind the one of -42 dB.
+  EXPECT_EQ(source.GetEndSample(), 6 * 160);
+}
+
 TEST(LDPSRCAutoGain, FilesThatEndTooEarlyAreNoticed) {
   const TemporaryFolder folder;
   std::string samplePath;
