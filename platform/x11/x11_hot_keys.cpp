@@ -137,13 +137,13 @@ bool X11HotKeys::Grab(std::uint8_t keycode) {
     if (error) all = false;
   }
   // Half a key would act only while Caps Lock is off, say: better none until the other program lets go.
-  if (!all) Ungrab(keycode);
+  if (!all) Ungrab(keycode, numLockMask_);
   return all;
 }
 
-void X11HotKeys::Ungrab(std::uint8_t keycode) {
+void X11HotKeys::Ungrab(std::uint8_t keycode, std::uint16_t numLockMask) {
   if (keycode == 0) return;
-  for (const std::uint16_t mask : LockMasks(numLockMask_)) xcb_ungrab_key(connection_, keycode, root_, mask);
+  for (const std::uint16_t mask : LockMasks(numLockMask)) xcb_ungrab_key(connection_, keycode, root_, mask);
   xcb_flush(connection_);
 }
 
@@ -164,7 +164,7 @@ void X11HotKeys::Unregister(Registration registration) {
   if (found == keys_.end()) return;
   const Key key = found->second;
   keys_.erase(found);
-  if (key.held && RegistrationsOf(key.keycode).empty()) Ungrab(key.keycode);
+  if (key.held && RegistrationsOf(key.keycode).empty()) Ungrab(key.keycode, numLockMask_);
 }
 
 HotKeys::State X11HotKeys::StateOf(Registration registration) const {
@@ -198,9 +198,7 @@ void X11HotKeys::GrabAll() {
                                [](const auto& entry, std::uint8_t code) { return entry.second.keycode == code; });
   // News of the keyboard come with the first key of another one, too. A key let go for a moment could be pressed in it.
   if (same) return;
-  const std::uint16_t maskNow = std::exchange(numLockMask_, maskBefore);
-  for (const std::uint8_t code : codesBefore) Ungrab(code);
-  numLockMask_ = maskNow;
+  for (const std::uint8_t code : codesBefore) Ungrab(code, maskBefore);
   for (auto& [registration, key] : keys_) key.held = Grab(key.keycode);
 }
 

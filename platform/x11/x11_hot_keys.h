@@ -52,7 +52,8 @@ class X11HotKeys : public HotKeys {
 
   void ReadKeyboard();
   bool Grab(std::uint8_t keycode);
-  void Ungrab(std::uint8_t keycode);
+  // Gives the key free as it was grabbed with that mask of Num Lock.
+  void Ungrab(std::uint8_t keycode, std::uint16_t numLockMask);
   void GrabAll();
   void DispatchEvents();
   void Press(std::uint8_t keycode, std::uint32_t timeMs);
