@@ -1,33 +1,20 @@
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <csignal>
 
 #include "foundation/file.h"
 #include "foundation/locked_open.h"
 #include "tests/support/file_locks.h"
+#include "tests/support/locks_of_the_process.h"
 #include "tests/support/temporary_folder.h"
 
 namespace {
 
-// Locks keep nobody out, as on a network file system the descriptors of one process.
-std::atomic<bool> locksAreTheProcesss{false};
-
-}  // namespace
-
-// In place of the C library's, for this whole program.
-extern "C" int flock(int file, int operation) noexcept {
-  return locksAreTheProcesss ? 0 : static_cast<int>(syscall(SYS_flock, file, operation));
-}
-
-namespace {
-
 using kiv::test::ForeignLock;
+using kiv::test::locksAreTheProcesss;
 using kiv::test::ReadFile;
 using kiv::test::WriteFile;
 

@@ -2,34 +2,22 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <thread>
 
+#include "tests/support/locks_of_the_process.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/test_signals.h"
 
 namespace {
 
-// Locks keep nobody out, as on a network file system the threads of one process.
-std::atomic<bool> locksAreTheProcesss{false};
-
-}  // namespace
-
-// In place of the C library's, for this whole program.
-extern "C" int flock(int file, int operation) noexcept {
-  return locksAreTheProcesss ? 0 : static_cast<int>(syscall(SYS_flock, file, operation));
-}
-
-namespace {
-
 using kiv::RecordListFile;
+using kiv::test::locksAreTheProcesss;
 using kiv::test::ReadFile;
 using kiv::test::TemporaryFolder;
 using kiv::test::WriteFile;
