@@ -12,14 +12,13 @@
 #include <memory>
 
 #include "audio/wave_file.h"
+#include "tests/app/desktop/program_test.h"
 #include "tests/app/desktop/windows.h"
-#include "tests/app/running_program.h"
 #include "tests/support/test_signals.h"
 
 namespace {
 
 using kiv::test::Activate;
-using kiv::test::HomeFolder;
 using kiv::test::IsActive;
 using kiv::test::Key;
 using kiv::test::ReadFile;
@@ -32,9 +31,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-constexpr std::uintmax_t kSecondBytes = 16000;
-
-class CallOnTheDesktop : public testing::Test {
+class CallOnTheDesktop : public kiv::test::ProgramTest {
  protected:
   CallOnTheDesktop() : other_(KIV_BARE_WINDOW, home_, {KIV_BARE_UI}) { Activate("Bare window"); }
 
@@ -43,33 +40,6 @@ class CallOnTheDesktop : public testing::Test {
     ASSERT_TRUE(WaitFor([&] { return !WindowNamed("Kiv Recorder").empty() || !program_->IsRunning(); }));
     ASSERT_TRUE(program_->IsRunning()) << program_->Said();
     Activate("Bare window");
-  }
-  // In good order.
-  void EndProgram() {
-    program_->Signal(SIGTERM);
-    EXPECT_EQ(program_->WaitForEnd(), 0) << program_->Said();
-    EXPECT_EQ(home_.Log().back(), "Kiv Recorder Exit");
-  }
-
-  void WaitForLog(const std::string& begin, int count = 1) {
-    ASSERT_TRUE(WaitFor([&] { return home_.HasLogged(begin, count); }))
-        << begin << " is not in " << testing::PrintToString(home_.Log()) << program_->Said();
-  }
-  // The count-th recording is under way and that long.
-  void WaitForRecording(std::size_t count, double seconds) {
-    const auto bytes = static_cast<std::uintmax_t>(seconds * static_cast<double>(kSecondBytes));
-    ASSERT_TRUE(WaitFor([&] {
-      const auto paths = home_.Recordings();
-      std::error_code missing;
-      return paths.size() >= count && std::filesystem::file_size(paths[count - 1], missing) > bytes;
-    })) << testing::PrintToString(home_.Log());
-  }
-  void WaitForQueue() {
-    ASSERT_TRUE(WaitFor([&] {
-      std::error_code missing;
-      const auto size = std::filesystem::file_size(home_.DataPath("bgalc.dat"), missing);
-      return missing || size == 0;
-    })) << testing::PrintToString(home_.Log());
   }
   // The program has the file open, as it has what it plays.
   bool HasOpen(const std::string& name) const {
@@ -91,23 +61,7 @@ class CallOnTheDesktop : public testing::Test {
     Key("Escape");
     ASSERT_TRUE(WaitFor([] { return WindowNamed("Preferences").empty(); }));
   }
-  // The log without what the queue says, which comes when it comes.
-  std::vector<std::string> CallLog() const {
-    std::vector<std::string> lines = home_.Log();
-    std::erase_if(lines, [](const std::string& line) {
-      return line.starts_with("Level Control: ") || line.starts_with("Copy to: ");
-    });
-    return lines;
-  }
-  static std::int32_t FramesOf(const std::string& path) {
-    const LSoundSource source = LWaveFile::OpenSource(path.c_str());
-    EXPECT_EQ(source->Error(), kSourceGood) << path;
-    return source->GetEndSample();
-  }
-
-  HomeFolder home_;
   RunningProgram other_;
-  std::unique_ptr<RunningProgram> program_;
 };
 
 TEST_F(CallOnTheDesktop, WithAllOptionsOn) {

@@ -10,13 +10,12 @@
 #include <memory>
 
 #include "audio/wave_file.h"
+#include "tests/app/desktop/program_test.h"
 #include "tests/app/desktop/windows.h"
-#include "tests/app/running_program.h"
 #include "tests/support/test_signals.h"
 
 namespace {
 
-using kiv::test::HomeFolder;
 using kiv::test::IsActive;
 using kiv::test::Key;
 using kiv::test::RunningProgram;
@@ -26,9 +25,8 @@ using testing::ElementsAre;
 using testing::StartsWith;
 
 constexpr char kSocket[] = "kiv-wayland";
-constexpr std::uintmax_t kSecondBytes = 16000;
 
-class CallInAWaylandSession : public testing::Test {
+class CallInAWaylandSession : public kiv::test::ProgramTest {
  protected:
   CallInAWaylandSession()
       : compositor_("/usr/bin/env", home_,
@@ -58,56 +56,30 @@ class CallInAWaylandSession : public testing::Test {
 
   std::string LinePath() const { return home_.Path() + "/line.wav"; }
 
-  void WaitForLog(const std::string& begin, int count = 1) {
-    ASSERT_TRUE(WaitFor([&] { return home_.HasLogged(begin, count); }))
-        << begin << " is not in " << testing::PrintToString(home_.Log()) << program_->Said();
-  }
-  // The count-th recording is under way and a second long.
-  void WaitForRecording(std::size_t count) {
-    ASSERT_TRUE(WaitFor([&] {
-      const auto paths = home_.Recordings();
-      std::error_code missing;
-      return paths.size() >= count && std::filesystem::file_size(paths[count - 1], missing) > kSecondBytes;
-    })) << testing::PrintToString(home_.Log());
-  }
-  void EndProgram() {
-    program_->Signal(SIGTERM);
-    EXPECT_EQ(program_->WaitForEnd(), 0) << program_->Said();
-    EXPECT_EQ(home_.Log().back(), "Kiv Recorder Exit");
-  }
-  // The log from the first call on, without what the queue says, which comes when it comes.
-  std::vector<std::string> CallLog() const {
-    std::vector<std::string> lines = home_.Log();
-    lines.erase(lines.begin(), std::find(lines.begin(), lines.end(), "Recording started"));
-    std::erase_if(lines, [](const std::string& line) { return line.starts_with("Level Control: "); });
-    return lines;
-  }
-
-  HomeFolder home_;
   RunningProgram compositor_;
-  std::unique_ptr<RunningProgram> program_;
 };
 
 TEST_F(CallInAWaylandSession, IsRecordedByTheKeysOfTheWindow) {
   Key("F5");
-  WaitForRecording(1);
+  WaitForRecording(1, 1);
   Key("F7");
   WaitForLog("Play end-of-recording prompt");
-  ASSERT_TRUE(WaitFor([this] { return home_.Queued().empty() && home_.HasLogged("Level Control: "); }));
+  WaitForLog("Level Control: ");
+  WaitForQueue();
   EndProgram();
-  EXPECT_THAT(CallLog(), ElementsAre("Recording started", "Play start-of-recording prompt", StartsWith("Recording 20"),
-                                     "Stopped", "Play end-of-recording prompt", "Kiv Recorder Exit"));
+  std::vector<std::string> log = CallLog();
+  log.erase(log.begin(), std::find(log.begin(), log.end(), "Recording started"));
+  EXPECT_THAT(log, ElementsAre("Recording started", "Play start-of-recording prompt", StartsWith("Recording 20"),
+                               "Stopped", "Play end-of-recording prompt", "Kiv Recorder Exit"));
   ASSERT_EQ(home_.Recordings().size(), 1U);
-  const LSoundSource recording = LWaveFile::OpenSource(home_.Recordings()[0].c_str());
-  ASSERT_EQ(recording->Error(), kSourceGood);
-  EXPECT_GE(recording->GetEndSample(), 8000);
+  EXPECT_GE(FramesOf(home_.Recordings()[0]), 8000);
   // Nothing of the missing global keys: they are no fault.
   EXPECT_THAT(home_.Log(), testing::Not(Contains(StartsWith("Warning: Hot key"))));
 }
 
 TEST_F(CallInAWaylandSession, HasPreferencesThatEndItAndAreStored) {
   Key("F5");
-  WaitForRecording(1);
+  WaitForRecording(1, 1);
   Key("alt+p");
   WaitForLog("1 hour limit reached - autostop");
   WaitForLog("Play end-of-recording prompt");
